@@ -1,0 +1,23 @@
+# The flags that every target of this project is built with.
+
+set(KIV_WARNINGS
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
+    -Woverloaded-virtual -Wcast-align -Wformat=2 -Wimplicit-fallthrough -Wnull-dereference)
+
+# Applies language level, warnings and instrumentation to a target.
+function(kiv_target_flags target)
+  target_compile_features(${target} PRIVATE cxx_std_17)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+  target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:${KIV_WARNINGS}>)
+  if(KIV_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(KIV_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${KIV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE -fsanitize=${KIV_SANITIZE})
+  endif()
+  if(KIV_COVERAGE)
+    target_compile_options(${target} PRIVATE --coverage)
+    target_link_options(${target} PRIVATE --coverage)
+  endif()
+endfunction()

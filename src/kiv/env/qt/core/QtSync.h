@@ -1,0 +1,133 @@
+/// Qt's mutexes and wait conditions as the library uses them: visible to ThreadSanitizer, safe against forced
+/// termination.
+///
+/// Qt is not built with ThreadSanitizer, which therefore sees none of the order that QMutex, QWaitCondition and
+/// QThread::wait create. This header is the one place that tells it; nothing else in the library carries annotations.
+#ifndef KIV_QTSYNC_H
+#define KIV_QTSYNC_H
+
+#include <pthread.h>
+
+#include <QDeadlineTimer>
+#include <QMutex>
+#include <QWaitCondition>
+
+#if defined(__SANITIZE_THREAD__)
+#define KIV_TSAN 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define KIV_TSAN 1
+#endif
+#endif
+
+#ifdef KIV_TSAN
+#include <sanitizer/tsan_interface.h>
+#endif
+
+namespace Kiv
+{
+
+/// Everything before happensBefore(tag) is visible after a later happensAfter(tag).
+inline void happensBefore([[maybe_unused]] void* tag)
+{
+#ifdef KIV_TSAN
+    __tsan_release(tag);
+#endif
+}
+
+inline void happensAfter([[maybe_unused]] void* tag)
+{
+#ifdef KIV_TSAN
+    __tsan_acquire(tag);
+#endif
+}
+
+/// Keeps a forced termination pending while it lives: a thread that is cancelled inside QWaitCondition::wait leaves the
+/// condition's own lock taken, and the next wake would hang for ever.
+class CTerminationBlocker
+{
+public:
+    CTerminationBlocker() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous); }
+    ~CTerminationBlocker() { pthread_setcancelstate(previous, nullptr); }
+    CTerminationBlocker(const CTerminationBlocker&) = delete;
+    CTerminationBlocker& operator=(const CTerminationBlocker&) = delete;
+
+private:
+    int previous = PTHREAD_CANCEL_ENABLE;
+};
+
+/// A QMutex with its order made visible; BasicLockable, for std::lock_guard and std::unique_lock.
+template<class Mutex>
+class CSyncMutex
+{
+public:
+    void lock()
+    {
+#ifdef KIV_TSAN
+        __tsan_mutex_pre_lock(this, tsanFlags);
+#endif
+        mutex.lock();
+#ifdef KIV_TSAN
+        __tsan_mutex_post_lock(this, tsanFlags, 1);
+#endif
+    }
+
+    void unlock()
+    {
+#ifdef KIV_TSAN
+        __tsan_mutex_pre_unlock(this, tsanFlags);
+#endif
+        mutex.unlock();
+#ifdef KIV_TSAN
+        __tsan_mutex_post_unlock(this, tsanFlags);
+#endif
+    }
+
+private:
+    friend class CSyncCondition;
+#ifdef KIV_TSAN
+    static constexpr unsigned tsanFlags = __tsan_mutex_write_reentrant;
+#endif
+    Mutex mutex;
+};
+
+/// A non-recursive mutex, the only kind that a CSyncCondition waits on.
+using CPlainMutex = CSyncMutex<QMutex>;
+
+/// A wait condition on a locked CPlainMutex.
+class CSyncCondition
+{
+public:
+    /// Waits until woken or until the deadline; true when woken (or without cause), false when the time ran out.
+    /// No forced termination of the thread takes effect inside.
+    bool wait(CPlainMutex& locked, QDeadlineTimer deadline)
+    {
+        CTerminationBlocker blocker;
+#ifdef KIV_TSAN
+        __tsan_mutex_pre_unlock(&locked, CPlainMutex::tsanFlags);
+        __tsan_mutex_post_unlock(&locked, CPlainMutex::tsanFlags);
+#endif
+        const bool woken = condition.wait(&locked.mutex, deadline);
+#ifdef KIV_TSAN
+        __tsan_mutex_pre_lock(&locked, CPlainMutex::tsanFlags);
+        __tsan_mutex_post_lock(&locked, CPlainMutex::tsanFlags, 1);
+#endif
+        return woken;
+    }
+
+    void wakeOne()
+    {
+        condition.wakeOne();
+    }
+    void wakeAll()
+    {
+        condition.wakeAll();
+    }
+
+private:
+    QWaitCondition condition;
+};
+
+} // namespace Kiv
+
+#endif
