@@ -16,12 +16,10 @@ TEST(Mutex, SecondThreadWaitsForEveryUnlockOfTheOwner)
     mutex.lock();
     mutex.lock();
     bool sawBoth = false;
-    std::thread other(
-        [&]
-        {
-            const std::lock_guard<CMutex> guard(mutex);
-            sawBoth = unlockedOnce && unlockedTwice;
-        });
+    std::thread other([&] {
+        const std::lock_guard<CMutex> guard(mutex);
+        sawBoth = unlockedOnce && unlockedTwice;
+    });
     unlockedOnce = true;
     mutex.unlock();
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -35,8 +33,7 @@ TEST(Mutex, GuardsPlainDataAgainstManyThreads)
 {
     CMutex mutex;
     int sum = 0;
-    const auto add = [&]
-    {
+    const auto add = [&] {
         for (int i = 0; i < 10000; ++i)
         {
             const std::lock_guard<CMutex> guard(mutex);

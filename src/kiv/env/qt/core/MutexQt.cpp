@@ -16,21 +16,14 @@ struct RecursiveQMutex : QMutex
 } // namespace
 
 class CMutexPrivate : public CSyncMutex<RecursiveQMutex>
-{
-};
+{};
 
 CMutex::CMutex() : d(std::make_unique<CMutexPrivate>()) {}
 
 CMutex::~CMutex() = default;
 
-void CMutex::lock()
-{
-    d->lock();
-}
+void CMutex::lock() { d->lock(); }
 
-void CMutex::unlock()
-{
-    d->unlock();
-}
+void CMutex::unlock() { d->unlock(); }
 
 } // namespace Kiv

@@ -115,14 +115,8 @@ public:
         return woken;
     }
 
-    void wakeOne()
-    {
-        condition.wakeOne();
-    }
-    void wakeAll()
-    {
-        condition.wakeAll();
-    }
+    void wakeOne() { condition.wakeOne(); }
+    void wakeAll() { condition.wakeAll(); }
 
 private:
     QWaitCondition condition;
