@@ -2,3 +2,15 @@
 
 add_test(NAME exported_symbols COMMAND ${PROJECT_SOURCE_DIR}/scripts/exported-symbols --check $<TARGET_FILE:kiv>)
 
+function(kiv_check name)
+  add_test(NAME ${name} COMMAND ${ARGN} WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
+  set_tests_properties(${name} PROPERTIES
+      LABELS check TIMEOUT 1500 RUN_SERIAL ON ENVIRONMENT "KIV_BUILD_DIR=${PROJECT_BINARY_DIR}")
+endfunction()
+
+kiv_check(check.format scripts/check format)
+kiv_check(check.tidy scripts/check tidy)
+kiv_check(check.headers scripts/check headers)
+if(KIV_BUILD_DOCS)
+  kiv_check(docs.regions scripts/docs-regions)
+endif()
