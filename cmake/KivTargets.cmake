@@ -1,14 +1,15 @@
 # The flags that every target of this project is built with.
 
 set(KIV_WARNINGS
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
-    -Woverloaded-virtual -Wcast-align -Wformat=2 -Wimplicit-fallthrough -Wnull-dereference)
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-align -Wformat=2 -Wimplicit-fallthrough
+    -Wnull-dereference)
+set(KIV_CXX_WARNINGS -Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual)
 
 # Applies language level, warnings and instrumentation to a target.
 function(kiv_target_flags target)
-  target_compile_features(${target} PRIVATE cxx_std_17)
-  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
-  target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:${KIV_WARNINGS}>)
+  target_compile_features(${target} PRIVATE cxx_std_17 c_std_11)
+  set_target_properties(${target} PROPERTIES C_EXTENSIONS OFF CXX_EXTENSIONS OFF)
+  target_compile_options(${target} PRIVATE ${KIV_WARNINGS} $<$<COMPILE_LANGUAGE:CXX>:${KIV_CXX_WARNINGS}>)
   if(KIV_WERROR)
     target_compile_options(${target} PRIVATE -Werror)
   endif()
