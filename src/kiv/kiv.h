@@ -2,7 +2,9 @@
 #ifndef KIV_KIV_H
 #define KIV_KIV_H
 
+#include <kiv/ErrorToString.h>
 #include <kiv/Mutex.h>
 #include <kiv/err_codes.h>
+#include <kiv/errno_translation.h>
 
 #endif
