@@ -2,9 +2,13 @@
 #ifndef KIV_KIV_H
 #define KIV_KIV_H
 
+#include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
 #include <kiv/Mutex.h>
 #include <kiv/err_codes.h>
 #include <kiv/errno_translation.h>
+#include <kiv/util.h>
+#include <kiv/whereami.h>
+#include <kiv/whereami_cpp.h>
 
 #endif

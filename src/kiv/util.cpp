@@ -1,0 +1,10 @@
+#include <kiv/util.h>
+
+namespace Kiv
+{
+
+std::string getApplicationFilePath() { return CApplicationPath().filePath; }
+
+std::string getApplicationDirPath() { return CApplicationPath().dirPath; }
+
+} // namespace Kiv
