@@ -5,6 +5,7 @@
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
 #include <kiv/Mutex.h>
+#include <kiv/diag.h>
 #include <kiv/err_codes.h>
 #include <kiv/errno_translation.h>
 #include <kiv/util.h>

@@ -1,0 +1,58 @@
+/// The set-up of logging, the shared diagnostic logger, and error messages on the standard streams.
+#ifndef KIV_DIAG_H
+#define KIV_DIAG_H
+
+#include <string>
+
+#include <log4cplus/logger.h>
+
+#include <kiv/kiv_export.h>
+
+/// An application calls init() once at its start, before other threads log; the library logs through diagLogger() and
+/// the applications may do so too.
+///
+/// Threads: init(), initDefaultConfig() and initConfigFromFile() belong to the start of the program; all else is safe
+/// from any thread.
+/// Errors: only a configuration file can fail, by exception. Errors of the standard streams are ignored.
+namespace Kiv
+{
+namespace Diag
+{
+
+/// Sets the environment variables of <kiv/EnvVars.h>, then configures logging: from the log4cplus property file
+/// `configPath`, or by default when the path is empty. Exceptions of initConfigFromFile() pass through.
+KIV_API void init(const std::string& configPath = "");
+
+/// Ends what init() began. Does nothing at present: texts written so far are not held back.
+KIV_API void finish();
+
+/// Lets the logger "DiagLogger" write everything to standard output. Does nothing when a logger of that name exists
+/// already: neither a configuration from a file nor an earlier call is ever overwritten.
+KIV_API void initDefaultConfig();
+
+/// Resets log4cplus's default hierarchy and configures it from a property file; may be repeated.
+///
+/// "DiagLogger" is the shared logger afterwards, as the file configures it or plain if the file does not name it. A
+/// missing or unreadable file is no failure: log4cplus then configures nothing, and "DiagLogger" has no appender.
+/// When log4cplus throws, the default configuration is installed, an error is logged on the root logger, and the same
+/// exception reaches the caller.
+KIV_API void initConfigFromFile(const std::string& configPath);
+
+/// The shared logger itself: log4cplus's root logger before init(), "DiagLogger" from then on.
+KIV_API log4cplus::Logger& diagLogger();
+
+/// Prints "Error 0000000d - Permission denied" and a line break to standard output, flushes it and returns `err`;
+/// prints nothing for 0. `err` is an error code, plain or negated; it is shown as eight hexadecimal digits of what was
+/// given.
+KIV_API int stdOutPrintfError(int err);
+
+/// The same on standard error.
+KIV_API int stdErrPrintfError(int err);
+
+/// printf to standard error, then flush. A null format prints nothing.
+KIV_API void stdErrPrintf(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+} // namespace Diag
+} // namespace Kiv
+
+#endif

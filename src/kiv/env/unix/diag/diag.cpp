@@ -1,0 +1,116 @@
+#include <kiv/diag.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <memory>
+
+#include <log4cplus/configurator.h>
+#include <log4cplus/consoleappender.h>
+#include <log4cplus/helpers/loglog.h>
+#include <log4cplus/hierarchy.h>
+#include <log4cplus/layout.h>
+
+#include <kiv/EnvVars.h>
+#include <kiv/ErrorToString.h>
+
+#include "logging.h"
+
+namespace Kiv
+{
+namespace Diag
+{
+
+namespace
+{
+
+constexpr const char* thisFile = "../../src/kiv/env/unix/diag/diag";
+constexpr const char* diagLoggerName = "DiagLogger";
+constexpr const char* defaultAppenderName = "DiagDebugLog";
+constexpr const char* defaultPattern = "%d{%y-%m-%d %H:%M:%S} %-5p [%t]: %m in %l\n";
+
+log4cplus::SharedAppenderPtr makeDefaultAppender()
+{
+    log4cplus::SharedAppenderPtr appender(new log4cplus::ConsoleAppender(false, false));
+    appender->setName(defaultAppenderName);
+    appender->setLayout(std::make_unique<log4cplus::PatternLayout>(defaultPattern));
+    return appender;
+}
+
+int printError(std::FILE* stream, int err)
+{
+    if (err == 0)
+        return 0;
+    const auto code = static_cast<ErrCode>(err);
+    std::fprintf(stream, "Error %08x - %s\n", code, ErrorToString(code));
+    std::fflush(stream);
+    return err;
+}
+
+} // namespace
+
+void init(const std::string& configPath)
+{
+    Env::initEnvironmentVars();
+    log4cplus::helpers::LogLog::getLogLog()->setInternalDebugging(false);
+    if (configPath.empty())
+        initDefaultConfig();
+    else
+        initConfigFromFile(configPath);
+}
+
+void finish() {}
+
+void initDefaultConfig()
+{
+    if (log4cplus::Logger::exists(diagLoggerName))
+        return;
+    diagLogger() = log4cplus::Logger::getInstance(diagLoggerName);
+    diagLogger().addAppender(makeDefaultAppender());
+    diagLogger().setLogLevel(log4cplus::TRACE_LOG_LEVEL);
+    logAt(diagLogger(), log4cplus::INFO_LOG_LEVEL, {thisFile, __LINE__, __func__},
+          [] { return "Default DiagLogger configuration initialized"; });
+}
+
+void initConfigFromFile(const std::string& configPath)
+{
+    const log4cplus::Logger root = log4cplus::Logger::getRoot();
+    try
+    {
+        log4cplus::Hierarchy& hierarchy = log4cplus::Logger::getDefaultHierarchy();
+        hierarchy.resetConfiguration();
+        log4cplus::PropertyConfigurator::doConfigure(configPath, hierarchy, 0);
+        diagLogger() = log4cplus::Logger::getInstance(diagLoggerName);
+    }
+    catch (...) // a registered appender factory may throw anything
+    {
+        initDefaultConfig();
+        logAt(root, log4cplus::ERROR_LOG_LEVEL, {thisFile, __LINE__, __func__},
+              [] { return "Exception occured while opening diag config file"; });
+        throw;
+    }
+}
+
+log4cplus::Logger& diagLogger()
+{
+    // Never destroyed: other threads may log while the program exits.
+    static log4cplus::Logger& logger = *new log4cplus::Logger(log4cplus::Logger::getRoot());
+    return logger;
+}
+
+int stdOutPrintfError(int err) { return printError(stdout, err); }
+
+int stdErrPrintfError(int err) { return printError(stderr, err); }
+
+void stdErrPrintf(const char* format, ...)
+{
+    if (format == nullptr)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    std::vfprintf(stderr, format, arguments);
+    va_end(arguments);
+    std::fflush(stderr);
+}
+
+} // namespace Diag
+} // namespace Kiv
