@@ -5,9 +5,12 @@
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
 #include <kiv/Mutex.h>
+#include <kiv/basetypes.h>
+#include <kiv/crc.h>
 #include <kiv/diag.h>
 #include <kiv/err_codes.h>
 #include <kiv/errno_translation.h>
+#include <kiv/string_utility.h>
 #include <kiv/util.h>
 #include <kiv/whereami.h>
 #include <kiv/whereami_cpp.h>
