@@ -2,6 +2,7 @@
 #ifndef KIV_KIV_H
 #define KIV_KIV_H
 
+#include <kiv/Callback.h>
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
 #include <kiv/Mutex.h>
