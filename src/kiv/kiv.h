@@ -11,6 +11,7 @@
 #include <kiv/diag.h>
 #include <kiv/err_codes.h>
 #include <kiv/errno_translation.h>
+#include <kiv/sigslot.h>
 #include <kiv/string_utility.h>
 #include <kiv/util.h>
 #include <kiv/whereami.h>

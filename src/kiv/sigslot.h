@@ -1,0 +1,341 @@
+/// Typed one-argument signals that call member functions of their receivers.
+///
+/// A signal keeps its connections in the order in which they were made and calls them in that order, on the thread that
+/// emits. A receiver derives from sigslot::has_slots<> and is unhooked when it is destroyed; a signal may be destroyed
+/// first just as well.
+///
+///     class CLamp : public sigslot::has_slots<>
+///     {
+///     public:
+///         void onEntered(Kiv::CAbstractState* state);
+///     };
+///     state.sigEntered.connect(&lamp, &CLamp::onEntered);
+///
+/// Locks: every signal and every receiver has a recursive lock of its own, and there is no other. An emission holds its
+/// signal's lock while the receivers run, so connecting to that signal from another thread, disconnecting from it or
+/// destroying either side waits until the emission has ended. The order is signal before receiver: call nothing of a
+/// signal while you hold a receiver's lock.
+///
+/// During an emission a receiver may do all of this on the emitting thread:
+///
+/// | it does                            | the emission in progress                                              |
+/// |------------------------------------|-----------------------------------------------------------------------|
+/// | disconnect or destroy a receiver   | does not call it any more                                             |
+/// | connect                            | calls the new connection, unless the last receiver made it            |
+/// | emit the same signal               | goes on after the inner emission                                      |
+/// | throw                              | ends: the lock is released, the exception reaches the emitter         |
+/// | destroy the signal                 | ends: no further receiver is called                                   |
+///
+/// Destroying a receiver while another thread may be emitting to it: by the time the base class unhooks it, the derived
+/// part is gone already. Call disconnect_all() first in the most derived destructor; once it has returned, no other
+/// thread is inside the receiver on behalf of a signal, and none will come. A signal must not be used by another thread
+/// any more when it is destroyed; only its receivers may be destroyed at the same time.
+#ifndef KIV_SIGSLOT_H
+#define KIV_SIGSLOT_H
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstring>
+#include <type_traits>
+#include <vector>
+
+#include <kiv/kiv_export.h>
+
+// Qt defines `emit` as nothing; inside this header it is a name.
+#pragma push_macro("emit")
+#undef emit
+
+namespace sigslot
+{
+
+/// The lock policy: a recursive mutex in every signal and every receiver. A copy gets a mutex of its own.
+///
+/// Threads: safe from any thread; unlock() belongs to the thread that locked.
+/// Errors: std::system_error when the system refuses (recursion beyond the system's limit, an unlock without a lock).
+class KIV_API multi_threaded_local
+{
+public:
+    multi_threaded_local();
+    multi_threaded_local(const multi_threaded_local&) : multi_threaded_local() {}
+    multi_threaded_local& operator=(const multi_threaded_local&) { return *this; }
+    virtual ~multi_threaded_local();
+
+    /// Waits until the mutex is free or already the caller's, then takes it once more.
+    virtual void lock() { check(pthread_mutex_lock(&mutex)); }
+
+    /// Gives up one of the caller's locks; the last one frees the mutex.
+    virtual void unlock() { check(pthread_mutex_unlock(&mutex)); }
+
+private:
+    static void check(int error)
+    {
+        if (error != 0)
+            fail(error);
+    }
+
+    [[noreturn]] static void fail(int error);
+
+    pthread_mutex_t mutex;
+    pthread_mutexattr_t attributes;
+};
+
+template<class Policy = multi_threaded_local>
+class has_slots;
+template<class Policy = multi_threaded_local>
+class _signal_base;
+
+/// The base of everything that receives signals; it remembers the signals that are connected to it.
+///
+/// A copy is connected wherever its source was, to the same member functions: copy only into an object of the same
+/// class. Connections belong to the object, so there is no assignment.
+///
+/// Threads: safe from any thread, see the top of this file for destruction.
+/// Errors: connecting and copying throw std::bad_alloc and then change nothing.
+template<>
+class KIV_API has_slots<multi_threaded_local> : public multi_threaded_local
+{
+public:
+    has_slots() = default;
+    has_slots(const has_slots& other);
+    has_slots& operator=(const has_slots&) = delete;
+    ~has_slots() override;
+
+    /// Ends every connection to this receiver, waiting for emissions on other threads that are in progress.
+    void disconnect_all();
+
+    /// Called by a signal, with its lock held: notes that `sender` is connected to this receiver.
+    void signal_connect(_signal_base<>* sender);
+
+    /// Called by a signal, with its lock held: forgets `sender`.
+    void signal_disconnect(_signal_base<>* sender);
+
+private:
+    class pinned_sender;
+
+    pinned_sender sender_after(const _signal_base<>* previous) const;
+
+    std::vector<_signal_base<>*> senders; // sorted by address, without duplicates
+};
+
+/// What all signals share: the connections and the emissions in progress, whatever the argument's type.
+template<>
+class KIV_API _signal_base<multi_threaded_local> : public multi_threaded_local
+{
+public:
+    using receiver_type = has_slots<multi_threaded_local>;
+
+    _signal_base(const _signal_base&) = delete;
+    _signal_base& operator=(const _signal_base&) = delete;
+
+    /// Ends every connection; an emission in progress on this thread ends after the receiver that it is calling.
+    ~_signal_base() override;
+
+    /// Ends every connection to `receiver`; null or a receiver that is not connected is ignored.
+    void disconnect(receiver_type* receiver);
+
+    /// Ends every connection.
+    void disconnect_all();
+
+    /// Called for a receiver that is unhooking itself: drops its connections without calling it back.
+    virtual void slot_disconnect(receiver_type* receiver);
+
+    /// Called for a receiver that is being copied: connects `newReceiver` to whatever `oldReceiver` is connected to.
+    virtual void slot_duplicate(const receiver_type* oldReceiver, receiver_type* newReceiver);
+
+protected:
+    using erased_relay = void (*)();
+
+    /// A receiver with the bytes of a pointer to member function: one of receiver_type, or of the class that the relay
+    /// knows.
+    struct connection
+    {
+        receiver_type* receiver;
+        erased_relay relay;
+        alignas(void*) unsigned char op[2 * sizeof(void*)];
+    };
+
+    /// One emission in progress: it holds the signal's lock once and knows the connection that comes next, which
+    /// whoever changes the connections meanwhile keeps right.
+    class walk
+    {
+    public:
+        explicit walk(_signal_base& emitting) : signal(&emitting)
+        {
+            emitting.multi_threaded_local::lock();
+            outer = emitting.walks;
+            emitting.walks = this;
+            next = emitting.connections.data();
+            end = next + emitting.connections.size();
+        }
+
+        ~walk()
+        {
+            if (signal == nullptr)
+                return;
+            signal->walks = outer;
+            signal->multi_threaded_local::unlock();
+        }
+
+        walk(const walk&) = delete;
+        walk& operator=(const walk&) = delete;
+
+        const connection* next;
+        const connection* end;
+        bool changed = false; // next and end were set anew during a call
+
+    private:
+        friend class _signal_base;
+
+        _signal_base* signal; // null when it was destroyed during the walk
+        walk* outer;
+    };
+
+    _signal_base() = default;
+
+    bool has_connections() const { return count.load(std::memory_order_relaxed) != 0; }
+
+    /// Adds a connection at the end and tells its receiver.
+    void append(const connection& added);
+
+private:
+    friend class has_slots<multi_threaded_local>;
+
+    void push_back(const connection& added);
+    void erase(std::size_t index);
+    void drop(const receiver_type* receiver);
+    void unhook_all();
+    void pin();
+    void unpin();
+    void wait_until_unpinned();
+
+    std::atomic<std::size_t> count{0}; // of connections, for a look without the lock
+    std::vector<connection> connections;
+    walk* walks = nullptr; // the innermost emission
+    std::atomic<unsigned> pins{1};
+    void* lastPin = nullptr;
+};
+
+/// A signal's connections as calls with an argument of type Arg.
+template<class Arg, class Policy = multi_threaded_local>
+class KIV_API _signal_base1 : public _signal_base<Policy>
+{
+protected:
+    using base = _signal_base<Policy>;
+    using receiver_type = typename base::receiver_type;
+    using connection = typename base::connection;
+    using erased_relay = typename base::erased_relay;
+    using direct_op = void (receiver_type::*)(Arg);
+    using relay_type = void (*)(const connection&, Arg);
+
+    template<class Dest, class Owner, class Op>
+    void append(Dest* receiver, Op op)
+    {
+        static_assert(std::is_base_of_v<receiver_type, Dest>, "a receiver derives from sigslot::has_slots<>");
+        static_assert(std::is_base_of_v<Owner, Dest>, "the operation belongs to the receiver or to one of its bases");
+        if (receiver == nullptr || op == nullptr)
+            return;
+        if constexpr (std::is_base_of_v<receiver_type, Owner> && std::is_same_v<Op, void (Owner::*)(Arg)>)
+            base::append(connect_to(receiver, static_cast<direct_op>(op), nullptr));
+        else
+            base::append(connect_to(receiver, op, reinterpret_cast<erased_relay>(&relay<Dest, Op>)));
+    }
+
+    void call_all(Arg arg)
+    {
+        typename base::walk emission(*this);
+        const connection* current = emission.next;
+        const connection* end = emission.end;
+        while (current != end)
+        {
+            emission.next = current + 1;
+            call(*current, arg);
+            ++current;
+            if (emission.changed)
+            {
+                emission.changed = false;
+                current = emission.next;
+                end = emission.end;
+            }
+        }
+    }
+
+private:
+    template<class Op>
+    static connection connect_to(receiver_type* receiver, Op op, erased_relay relay)
+    {
+        connection made{receiver, relay, {}};
+        static_assert(sizeof(op) <= sizeof(made.op));
+        std::memcpy(made.op, &op, sizeof(op));
+        return made;
+    }
+
+    template<class Op>
+    static Op operation(const connection& of)
+    {
+        Op op;
+        std::memcpy(&op, of.op, sizeof(op));
+        return op;
+    }
+
+    static void call(const connection& to, Arg arg)
+    {
+        if (to.relay == nullptr)
+            (to.receiver->*operation<direct_op>(to))(arg);
+        else
+            reinterpret_cast<relay_type>(to.relay)(to, arg);
+    }
+
+    template<class Dest, class Op>
+    static void relay(const connection& to, Arg arg)
+    {
+        (static_cast<Dest*>(to.receiver)->*operation<Op>(to))(arg);
+    }
+};
+
+/// A signal with one argument.
+///
+/// Threads: safe from any thread; receivers run on the emitting thread with the signal's lock held.
+/// Errors: connect throws std::bad_alloc and then changes nothing; an emission throws what a receiver throws, and the
+/// receivers after that one are not called.
+template<class Arg, class Policy = multi_threaded_local>
+class KIV_API signal1 : public _signal_base1<Arg, Policy>
+{
+public:
+    /// Calls `(receiver->*op)(arg)` on each emission from now on; the same pair connected twice is called twice. `op`
+    /// may belong to any base of the receiver's class. A null receiver or operation connects nothing.
+    template<class Dest, class Owner>
+    void connect(Dest* receiver, void (Owner::*op)(Arg))
+    {
+        this->template append<Dest, Owner>(receiver, op);
+    }
+
+    template<class Dest, class Owner>
+    void connect(Dest* receiver, void (Owner::*op)(Arg) const)
+    {
+        this->template append<Dest, Owner>(receiver, op);
+    }
+
+    /// Calls every connection in order. Allocates nothing. Without connections it returns at once and takes no lock,
+    /// which nobody can tell from having taken it.
+    void operator()(Arg arg)
+    {
+        if (this->has_connections())
+            this->call_all(arg);
+    }
+
+    /// The same; code that includes Qt's keyword `emit` uses the call operator.
+    void emit(Arg arg) { (*this)(arg); }
+};
+
+} // namespace sigslot
+
+namespace Kiv
+{
+namespace sigslot = ::sigslot;
+}
+
+#pragma pop_macro("emit")
+
+#endif
