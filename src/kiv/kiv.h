@@ -6,6 +6,7 @@
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
 #include <kiv/Mutex.h>
+#include <kiv/Thread.h>
 #include <kiv/basetypes.h>
 #include <kiv/crc.h>
 #include <kiv/diag.h>

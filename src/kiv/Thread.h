@@ -1,0 +1,82 @@
+/// The base of the library's worker threads: a subclass supplies the body, this class starts and stops it.
+#ifndef KIV_THREAD_H
+#define KIV_THREAD_H
+
+#include <cstdint>
+#include <memory>
+
+#include <kiv/kiv_export.h>
+
+namespace Kiv
+{
+
+class CThreadPrivate;
+
+/// A thread that runs the subclass's run() and is stopped cooperatively, by force only if it does not listen.
+///
+/// A body loops while isActive(). The subclass stops its own thread at the start of its destructor (requestStop() and
+/// waitForCompletion()), because its members are gone when this class's destructor comes to do it. For work at fixed
+/// times use CAlarmTimer instead.
+///
+/// | state           | start()                   | requestStop()      | destructor                                  |
+/// |-----------------|---------------------------|--------------------|---------------------------------------------|
+/// | never started   | starts                    | nothing            | logs "finished"                             |
+/// | running         | isActive() is true again  | isActive() = false | stops; waits 100 ms; then terminates        |
+/// | body returned   | starts again              | nothing            | logs "finished"                             |
+///
+/// Termination takes effect at the next cancellation point (pthreads(7)) that the body reaches; a body that reaches
+/// none runs on. The process lives either way, but the body must not touch its object any more (isActive() and
+/// currentThreadId() excepted). A body that is terminated inside a noexcept function, or swallows the unwinding with
+/// catch (...), ends the process; so does an exception that leaves the body.
+///
+/// Start, end and termination are logged at TRACE through Diag::diagLogger().
+///
+/// Threads: start() and destruction belong to one thread; everything else is safe from any, while the object lives.
+/// Errors: none reported. If the system refuses a thread, isActive() is false after start().
+class KIV_API CThread
+{
+public:
+    /// `name` goes into the log and is not copied: it must outlive the thread. `priority` is one of QThread's, 0 (idle)
+    /// to 6 (time critical), 3 is normal, 7 inherits the caller's; above normal it takes effect only with the right to
+    /// it.
+    explicit CThread(const char* name, int priority = 3);
+    CThread(const CThread&) = delete;
+    CThread& operator=(const CThread&) = delete;
+
+    /// The body, called on the new thread.
+    virtual void run() = 0;
+
+    /// Never waits much longer than 100 ms.
+    virtual ~CThread();
+
+    /// Starts the thread and returns when it has begun, so that getId() is valid then (after at most 100 ms on a
+    /// machine that is too busy). Called from a constructor it runs the body of the class under construction.
+    void start();
+
+    /// Asks the body to return; neither wakes it nor waits for it.
+    void requestStop();
+
+    /// Waits up to `ms` milliseconds for the thread's end. True when it has ended or never ran; false when the time ran
+    /// out and when called by the thread itself.
+    bool waitForCompletion(unsigned int ms);
+
+    /// True from start() until requestStop() or until the body has returned.
+    bool isActive() const;
+
+    /// The kernel's thread id of the last run; 0 before the first.
+    std::uint64_t getId() const;
+
+    /// The calling thread sleeps for `ms` milliseconds; from 2^31 on it sleeps practically for ever, since the number
+    /// is taken as a signed one.
+    static void sleep(unsigned int ms);
+
+    /// The kernel's id of the calling thread (gettid(2)).
+    static std::uint64_t currentThreadId();
+
+private:
+    std::unique_ptr<CThreadPrivate> d;
+};
+
+} // namespace Kiv
+
+#endif

@@ -1,0 +1,108 @@
+// Two threads meet here: `active` and `id` are atomic; begin and end of the body are ordered by CTerminableThread.
+// A body may outlive its CThread, so it runs on the private part alone, and isActive() finds that part by the thread
+// that asks.
+#include <kiv/Thread.h>
+
+#include <atomic>
+#include <cstdio>
+
+#include <unistd.h>
+
+#include <log4cplus/logger.h>
+
+#include "TerminableThread.h"
+
+namespace Kiv
+{
+
+namespace
+{
+constexpr unsigned stopLimitMsecs = 100;
+
+thread_local const CThreadPrivate* runningHere = nullptr;
+} // namespace
+
+class CThreadPrivate : public CTerminableThread
+{
+public:
+    CThreadPrivate(CThread* thread, const char* threadName, int threadPriority)
+        : owner(thread), name(threadName != nullptr ? threadName : ""), priority(threadPriority)
+    {
+        setObjectName(QString::fromLocal8Bit(name));
+    }
+
+    void log(const char* event) const;
+
+    CThread* const owner;
+    std::atomic<bool> active{false};
+    const char* const name;
+    const int priority;
+    std::atomic<void (*)(CThread*)> ownerRun{nullptr};
+
+protected:
+    void body() override;
+};
+
+void CThreadPrivate::log(const char* event) const
+{
+    log4cplus::Logger logger = log4cplus::Logger::getRoot();
+    if (!logger.isEnabledFor(log4cplus::TRACE_LOG_LEVEL))
+        return;
+    char text[256];
+    std::snprintf(text, sizeof text, "THREAD: ID: %llu %s %s", static_cast<unsigned long long>(kernelId()), name,
+                  event);
+    logger.forcedLog(log4cplus::TRACE_LOG_LEVEL, text, "../../src/kiv/env/qt/core/ThreadQt", __LINE__, __func__);
+}
+
+void CThreadPrivate::body()
+{
+    runningHere = this;
+    log("start");
+    {
+        const CTerminationWindow window;
+        ownerRun.load()(owner);
+    }
+    active = false;
+}
+
+CThread::CThread(const char* name, int priority) : d(std::make_unique<CThreadPrivate>(this, name, priority)) {}
+
+CThread::~CThread()
+{
+    requestStop();
+    d->close();
+    if (waitForCompletion(stopLimitMsecs))
+        d->log("finished");
+    else
+    {
+        d->log("terminate");
+        d->terminateBody();
+    }
+    CTerminableThread::giveUp(std::move(d));
+}
+
+void CThread::start()
+{
+    d->active = true;
+    d->ownerRun = finalOverrider(*this, &CThread::run);
+    if (!d->launch(static_cast<QThread::Priority>(d->priority)))
+        d->active = false;
+}
+
+void CThread::requestStop() { d->active = false; }
+
+bool CThread::waitForCompletion(unsigned int ms) { return d->waitEnded(ms); }
+
+bool CThread::isActive() const
+{
+    const CThreadPrivate* const here = runningHere;
+    return here != nullptr && here->owner == this ? here->active : d->active;
+}
+
+std::uint64_t CThread::getId() const { return d->kernelId(); }
+
+void CThread::sleep(unsigned int ms) { QThread::msleep(static_cast<unsigned long>(static_cast<int>(ms))); }
+
+std::uint64_t CThread::currentThreadId() { return static_cast<std::uint64_t>(gettid()); }
+
+} // namespace Kiv
