@@ -42,8 +42,6 @@ private:
     CTerminableThread& thread;
 };
 
-CTerminableThread::~CTerminableThread() { happensAfter(this); }
-
 bool CTerminableThread::launch(Priority priority)
 {
     const std::lock_guard<CPlainMutex> guard(gate);
@@ -72,6 +70,14 @@ bool CTerminableThread::waitEnded(unsigned long msecs)
     return ended;
 }
 
+bool CTerminableThread::hasEnded()
+{
+    const bool ended = !isRunning();
+    if (ended)
+        happensAfter(this);
+    return ended;
+}
+
 void CTerminableThread::close()
 {
     const std::lock_guard<CPlainMutex> guard(gate);
@@ -90,7 +96,7 @@ bool CTerminableThread::terminateBody()
 void CTerminableThread::giveUp(std::unique_ptr<CTerminableThread> thread)
 {
     std::vector<std::unique_ptr<CTerminableThread>> ended;
-    const auto runs = [](const std::unique_ptr<CTerminableThread>& parked) { return parked->isRunning(); };
+    const auto runs = [](const std::unique_ptr<CTerminableThread>& parked) { return !parked->hasEnded(); };
     const std::lock_guard<CPlainMutex> guard(park().lock);
     auto& threads = park().threads;
     threads.push_back(std::move(thread));
@@ -119,9 +125,11 @@ bool CTerminableThread::begin()
 
 void CTerminableThread::end()
 {
+    {
+        const std::lock_guard<CPlainMutex> guard(gate);
+        state = StateEnded;
+    }
     happensBefore(this);
-    const std::lock_guard<CPlainMutex> guard(gate);
-    state = StateEnded;
 }
 
 } // namespace Kiv

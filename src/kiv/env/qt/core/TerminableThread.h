@@ -41,8 +41,6 @@ public:
 class CTerminableThread : public QThread
 {
 public:
-    ~CTerminableThread() override;
-
     /// Starts and waits until the body has begun, at most 100 ms; nothing happens while the body runs. False if the
     /// system refuses a thread.
     bool launch(Priority priority);
@@ -52,6 +50,9 @@ public:
 
     /// QThread::wait; what the thread did is visible after true.
     bool waitEnded(unsigned long msecs);
+
+    /// True when the thread has ended or never ran; what it did is visible then.
+    bool hasEnded();
 
     /// From now on no body begins.
     void close();
