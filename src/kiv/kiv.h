@@ -6,7 +6,11 @@
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
 #include <kiv/Mutex.h>
+#include <kiv/State.h>
+#include <kiv/StateMachine.h>
 #include <kiv/Thread.h>
+#include <kiv/TinySimpleFSM.h>
+#include <kiv/Transition.h>
 #include <kiv/basetypes.h>
 #include <kiv/crc.h>
 #include <kiv/diag.h>

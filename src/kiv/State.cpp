@@ -1,0 +1,307 @@
+#include <kiv/State.h>
+
+#include <algorithm>
+
+#include <kiv/StateMachine.h>
+#include <kiv/Transition.h>
+
+namespace Kiv
+{
+
+CAbstractState::CAbstractState(eStateType type, const std::string& name, CState* parent)
+    : parentGroup(parent), kind(type), stateName(name)
+{
+    if (parent)
+        parent->addState(this);
+}
+
+CAbstractState::~CAbstractState() = default;
+
+CStateMachine* CAbstractState::machine() const
+{
+    if (CStateMachine* known = machineCache.load(std::memory_order_relaxed))
+        return known;
+    for (CState* ancestor = parentGroup; ancestor; ancestor = ancestor->parentGroup)
+    {
+        if (!ancestor->isMachine)
+            continue;
+        auto* found = dynamic_cast<CStateMachine*>(ancestor);
+        machineCache.store(found, std::memory_order_relaxed);
+        return found;
+    }
+    return nullptr;
+}
+
+int CAbstractState::hierarchyLevel() const
+{
+    int level = 0;
+    for (const CAbstractState* state = this; !state->isMachine && state->parentGroup; state = state->parentGroup)
+        ++level;
+    return level;
+}
+
+CAbstractState* CAbstractState::parentAtLevel(int n) const
+{
+    const CAbstractState* state = this;
+    for (; n >= 0 && state; --n)
+        state = state->parentGroup;
+    return const_cast<CAbstractState*>(state);
+}
+
+CAbstractState* CAbstractState::commonParentState(CAbstractState* other) const
+{
+    if (!other)
+        return nullptr;
+    const int difference = hierarchyLevel() - other->hierarchyLevel();
+    CAbstractState* mine = parentAtLevel(difference - 1);
+    CAbstractState* theirs = other->parentAtLevel(-difference - 1);
+    while (mine != theirs && mine && theirs)
+    {
+        mine = mine->parentGroup;
+        theirs = theirs->parentGroup;
+    }
+    return mine == theirs ? mine : nullptr;
+}
+
+void CAbstractState::enter()
+{
+    active.store(true, std::memory_order_relaxed);
+    emitEntered();
+    onEntry();
+    if (CStateMachine* known = machineCache.load(std::memory_order_relaxed))
+        known->notifyStateEntry(this);
+}
+
+void CAbstractState::exit()
+{
+    onExit();
+    emitExited();
+    active.store(false, std::memory_order_relaxed);
+}
+
+void CAbstractState::doProcessing()
+{
+    onProcessing();
+    if (doActivityEnabled)
+        emitProcessing();
+}
+
+void CAbstractState::logHook(const char* hook) const
+{
+    CStateMachine* const owner = machine();
+    if (owner && owner->isLogging())
+        owner->logMessage("%s::%s", stateName.c_str(), hook);
+}
+
+CState::CState(const std::string& name, CState* parent) : CAbstractState(StateTypeState, name, parent) {}
+
+CState::~CState()
+{
+    for (CAbstractState* child : childStates)
+        delete child;
+    for (CTransition* transition : outgoing)
+        delete transition;
+    for (CAbstractState* history : historyStates)
+        delete history;
+}
+
+void CState::addState(CAbstractState* child)
+{
+    if (!child)
+        return;
+    // The child may still be under construction: it is known here as a CAbstractState only.
+    auto& list = child->kind == StateTypeHistory ? historyStates : childStates;
+    child->parentGroup = this;
+    if (std::find(list.begin(), list.end(), child) == list.end())
+        list.push_back(child);
+    if (child->kind == StateTypeFinal)
+        finalState = child;
+}
+
+void CState::setChildMode(eChildMode childMode)
+{
+    mode = childMode;
+    if (mode == ChildModeParallel)
+        initial = nullptr;
+}
+
+CHistoryState* CState::addHistoryState()
+{
+    auto* history = new CHistoryState(name() + "_History", this);
+    setInitialState(history);
+    return history;
+}
+
+CHistoryState* CState::historyState() const
+{
+    return historyStates.empty() ? nullptr : static_cast<CHistoryState*>(historyStates.back());
+}
+
+bool CState::isFinished() const
+{
+    if (mode == ChildModeExclusive)
+        return finalState && finalState->isActive();
+    return std::all_of(childStates.begin(), childStates.end(), [](const CAbstractState* child) {
+        return child->kind != StateTypeState || static_cast<const CState*>(child)->isFinished();
+    });
+}
+
+void CState::addTransition(CTransition* transition)
+{
+    if (transition)
+        outgoing.push_back(transition);
+}
+
+CTransition* CState::addTransitionTo(CAbstractState* target, const std::string& name)
+{
+    auto transition = std::make_unique<CTransition>(this, name);
+    transition->setTargetState(target);
+    addTransition(transition.get());
+    return transition.release();
+}
+
+CTransition* CState::addEventTransitionTo(CAbstractState* target, unsigned char eventNo, const std::string& name)
+{
+    CStateMachine* const owner = machine();
+    if (!owner)
+        return nullptr;
+    CTransition* const transition = addTransitionTo(target, name);
+    owner->registerEventTransiton(eventNo, transition);
+    return transition;
+}
+
+CTransition* CState::addFinishedTransitionTo(CAbstractState* target)
+{
+    CTransition* const transition = addTransitionTo(target, name() + "Finished");
+    sigFinished.connect(transition, static_cast<void (CTransition::*)(CAbstractState*)>(&CTransition::trigger));
+    return transition;
+}
+
+void CState::onFinalEntered()
+{
+    emitFinished();
+    CState* const group = parentState();
+    if (group && group->mode == ChildModeParallel && group->isFinished())
+        group->emitFinished();
+}
+
+void CState::onEntry()
+{
+    logHook("onEntry");
+    CState* const group = parentState();
+    if (group && group->mode == ChildModeExclusive)
+        group->setActiveChild(this);
+    if (!childStates.empty())
+        enterChildren();
+}
+
+void CState::enterChildren()
+{
+    if (mode == ChildModeParallel)
+    {
+        for (CAbstractState* child : childStates)
+            child->enter();
+        return;
+    }
+    if (!currentChild())
+        setActiveChild(initial);
+    if (CAbstractState* child = currentChild())
+        child->enter();
+}
+
+void CState::onExit()
+{
+    if (CState* const group = parentState())
+        group->setActiveChild(nullptr);
+    if (mode == ChildModeExclusive)
+        leaveActiveChild();
+    else
+        for (CAbstractState* child : childStates)
+            child->exit();
+    logHook("onExit");
+}
+
+void CState::leaveActiveChild()
+{
+    CAbstractState* const child = currentChild();
+    if (!child)
+        return;
+    rememberActiveChild();
+    // A history state that had nothing to enter stands here itself; it is never left.
+    if (child->stateType() != StateTypeHistory)
+        child->exit();
+    setActiveChild(nullptr);
+}
+
+void CState::rememberActiveChild()
+{
+    CAbstractState* const child = currentChild();
+    if (child && child->stateType() != StateTypeHistory && !historyStates.empty())
+        historyState()->rememberedState = child;
+}
+
+void CState::onProcessing()
+{
+    if (mode == ChildModeParallel)
+    {
+        for (CAbstractState* child : childStates)
+            child->doProcessing();
+    }
+    else if (CAbstractState* child = currentChild())
+        child->doProcessing();
+}
+
+CFinalState::CFinalState(const std::string& name, CState* parent) : CAbstractState(StateTypeFinal, name, parent) {}
+
+void CFinalState::onEntry()
+{
+    logHook("onEntry");
+    CState* const group = parentState();
+    if (!group)
+        return;
+    group->setActiveChild(this);
+    group->onFinalEntered();
+}
+
+void CFinalState::onExit() {}
+
+void CFinalState::onProcessing() {}
+
+CHistoryState::CHistoryState(const std::string& name, CState* parent) : CAbstractState(StateTypeHistory, name, parent)
+{}
+
+void CHistoryState::setDefaultState(CAbstractState* state)
+{
+    if (!state || (state != this && state->parentState() == parentState()))
+    {
+        defaultState = state;
+        return;
+    }
+    CStateMachine* const owner = machine();
+    if (owner && owner->isLogging())
+        owner->logMessage("CHistoryState::setDefaultState: state %p  - %s does not belong to this history state's "
+                          "group (%p - $s)",
+                          static_cast<const void*>(state), state->name().c_str(),
+                          static_cast<const void*>(parentState()));
+}
+
+void CHistoryState::onEntry()
+{
+    logHook("onEntry");
+    if (!rememberedState)
+        rememberedState = defaultState;
+    CState* const group = parentState();
+    if (!rememberedState || !group)
+        return;
+    // The machine itself is never entered, so for its own history it counts as active.
+    if (group->isActive() || group->isMachine)
+        return rememberedState->enter();
+    group->setActiveChild(rememberedState);
+    group->enter();
+}
+
+void CHistoryState::onExit() {}
+
+void CHistoryState::onProcessing() {}
+
+} // namespace Kiv

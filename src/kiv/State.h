@@ -1,0 +1,257 @@
+/// The states of a hierarchical state machine: simple and compound, final, and history.
+#ifndef KIV_STATE_H
+#define KIV_STATE_H
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <kiv/kiv_export.h>
+#include <kiv/sigslot.h>
+
+namespace Kiv
+{
+
+class CHistoryState;
+class CState;
+class CStateMachine;
+class CTransition;
+
+/// What kind of state an object is; fixed at construction.
+enum eStateType : int
+{
+    StateTypeState = 1,  ///< simple or compound state, also the machine
+    StateTypeFinal = 2,  ///< entering it finishes its parent
+    StateTypeHistory = 3 ///< stands for the child that was active when its parent was last left
+};
+
+/// A node of the state tree: what every kind of state has in common.
+///
+/// Applications derive from CState, seldom from this class, and override the three hooks; an override calls the hook
+/// of its base class, which keeps the tree going. A state is constructed with `new` and with its parent, and the parent
+/// owns it from then on: never delete a single state, never put one on the stack.
+///
+/// Order on entry: the state turns active, sigEntered, onEntry() (which enters the children), then the machine's
+/// sigStateEntered; so along a nested entry sigEntered goes from the outside in and sigStateEntered from the inside
+/// out. Order on exit: onExit() (which leaves the children first), sigExited, then the state turns inactive. On a
+/// processing pass: onProcessing() (children first), then sigProcessing if the do-activity is enabled.
+///
+/// Threads: hooks run and signals are emitted on the thread that processes the machine (see CStateMachine), those of
+/// the first entry on the caller's of start() and those of the last exit on the caller's of stop(). isActive() may be
+/// asked from any thread; everything else belongs to the processing thread or to the time before start().
+/// Errors: none is reported; misuse is ignored or said in the machine's log.
+class KIV_API CAbstractState : public sigslot::has_slots<sigslot::multi_threaded_local>
+{
+public:
+    /// Attaches itself to `parent`, unless that is null; `name` is copied and stands in every log line.
+    CAbstractState(eStateType type, const std::string& name, CState* parent);
+    ~CAbstractState() override;
+    CAbstractState(const CAbstractState&) = delete;
+    CAbstractState& operator=(const CAbstractState&) = delete;
+
+    /// The machine that the state belongs to, null as long as no ancestor is one; null for the machine itself.
+    CStateMachine* machine() const;
+
+    /// Steps up to the machine, or to the top of a tree without machine; 0 for the machine and without parent.
+    int hierarchyLevel() const;
+
+    /// The ancestor n + 1 steps up, null where the chain is shorter; the state itself for a negative n.
+    CAbstractState* parentAtLevel(int n) const;
+
+    /// The innermost state that contains both, which is one of the two if it contains the other; null if there is none
+    /// or `other` is null.
+    virtual CAbstractState* commonParentState(CAbstractState* other) const;
+
+    bool isActive() const { return active.load(std::memory_order_relaxed); }
+    const std::string& name() const { return stateName; }
+    CState* parentState() const { return parentGroup; }
+    eStateType stateType() const { return kind; }
+
+    /// With true, every processing pass through the active state emits sigProcessing; off at first.
+    void enableDoActivity(bool enable) { doActivityEnabled = enable; }
+
+    /// Enters the state and, through onEntry(), what lies below it. The framework calls this; applications fire
+    /// transitions instead.
+    void enter();
+
+    /// Leaves the state, what lies below it first.
+    void exit();
+
+    /// One processing pass over the state, what lies below it first.
+    void doProcessing();
+
+    void emitEntered() { sigEntered(this); }
+    void emitExited() { sigExited(this); }
+    void emitProcessing() { sigProcessing(this); }
+
+    sigslot::signal1<CAbstractState*> sigEntered;    ///< the state turned active; its children are not entered yet
+    sigslot::signal1<CAbstractState*> sigExited;     ///< the state has been left, its children before it
+    sigslot::signal1<CAbstractState*> sigProcessing; ///< a processing pass, only with the do-activity enabled
+
+    /// Called when the state is entered, after sigEntered.
+    virtual void onEntry() = 0;
+
+    /// Called when the state is left, before sigExited.
+    virtual void onExit() = 0;
+
+    /// Called on every processing pass while the state is active: the place for work that goes on inside a state.
+    virtual void onProcessing() = 0;
+
+protected:
+    /// One line "NAME::WHAT" to the machine's log, if there is a machine and it logs.
+    void logHook(const char* hook) const;
+
+private:
+    friend class CHistoryState;
+    friend class CState;
+    friend class CStateMachine;
+
+    CState* parentGroup;
+    eStateType kind;
+    bool isMachine = false;
+    std::string stateName;
+    mutable std::atomic<CStateMachine*> machineCache{nullptr};
+    std::atomic<bool> active{false};
+    bool doActivityEnabled = false;
+};
+
+/// A simple state, or with children a compound one: a group of which one child or all children are active.
+///
+/// Exclusive mode (the default): one child is active, at first the initial state, which the application must set.
+/// Parallel mode: all children are entered and left together, in the order of adding.
+///
+/// A compound state finishes when one of its final children is entered: it emits sigFinished. If its parent is parallel
+/// and all of the parent's compound children have finished by that, the parent emits sigFinished too, and there it
+/// ends: completion travels further up only over finished transitions (addFinishedTransitionTo()).
+///
+/// Ownership: the state owns its children, history states and outgoing transitions and deletes them.
+class KIV_API CState : public CAbstractState
+{
+public:
+    enum eChildMode : int
+    {
+        ChildModeExclusive = 0, ///< one active child
+        ChildModeParallel = 1   ///< all children active together
+    };
+
+    explicit CState(const std::string& name, CState* parent = nullptr);
+    ~CState() override;
+
+    /// Takes a child over; states constructed with a parent have done this already. A history state is kept apart and
+    /// is not listed among the children, a final state is. Null and a child listed already are ignored.
+    void addState(CAbstractState* child);
+
+    /// The child that an entry goes to; must be one of the children or the history state, which is not checked.
+    void setInitialState(CAbstractState* state) { initial = state; }
+
+    /// Chooses between one active child and all; ChildModeParallel also forgets the initial state.
+    void setChildMode(eChildMode childMode);
+
+    /// Creates a history state "NAME_History" in this group and makes it the initial state: from then on an entry
+    /// resumes the child that was active when the group was last left.
+    CHistoryState* addHistoryState();
+
+    eChildMode childMode() const { return mode; }
+
+    /// Exclusive: a final child is active. Parallel: every compound child has finished; children of other kinds do not
+    /// count, so without any compound child it has.
+    bool isFinished() const;
+
+    const std::vector<CAbstractState*>& children() const { return childStates; }
+    const std::vector<CTransition*>& transitions() const { return outgoing; }
+    CAbstractState* initialState() const { return initial; }
+
+    /// The group's history state, null without; the last one if several were added.
+    CHistoryState* historyState() const;
+
+    /// In exclusive mode the active child, null while none is; may be read from any thread.
+    CAbstractState* currentChild() const { return activeChild.load(std::memory_order_relaxed); }
+
+    /// Appends a transition whose source must be this state; the state owns it from then on.
+    void addTransition(CTransition* transition);
+
+    /// A transition that only CTransition::trigger() fires.
+    CTransition* addTransitionTo(CAbstractState* target, const std::string& name = "");
+
+    /// A transition that an event fires, 0 to 255. Null, and nothing is created, while the state belongs to no machine.
+    CTransition* addEventTransitionTo(CAbstractState* target, unsigned char eventNo, const std::string& name = "");
+
+    /// A transition "NAMEFinished" that fires when this state has finished. It is always queued, also in a synchronous
+    /// machine, and so fires when the machine next processes its queue, never inside sigFinished.
+    CTransition* addFinishedTransitionTo(CAbstractState* target);
+
+    /// Declares the state finished without a final state: emits sigFinished.
+    void leave() { emitFinished(); }
+    void emitFinished() { sigFinished(this); }
+
+    /// What a final child calls when it was entered.
+    void onFinalEntered();
+
+    sigslot::signal1<CAbstractState*> sigFinished; ///< a final child was entered, or leave() was called
+
+    void onEntry() override;
+    void onExit() override;
+    void onProcessing() override;
+
+private:
+    friend class CFinalState;
+    friend class CHistoryState;
+    friend class CStateMachine;
+    friend class CTransition;
+
+    void setActiveChild(CAbstractState* state) { activeChild.store(state, std::memory_order_relaxed); }
+    void setParentsActiveChild(CAbstractState* state);
+    void enterChildren();
+    void leaveActiveChild();
+    void rememberActiveChild();
+
+    CAbstractState* initial = nullptr;
+    std::atomic<CAbstractState*> activeChild{nullptr}; // may be preset to steer an entry
+    CAbstractState* finalState = nullptr;
+    eChildMode mode = ChildModeExclusive;
+    std::vector<CAbstractState*> childStates;
+    std::vector<CAbstractState*> historyStates;
+    std::vector<CTransition*> outgoing;
+};
+
+/// A state without inner life: entering it finishes its parent.
+class KIV_API CFinalState : public CAbstractState
+{
+public:
+    explicit CFinalState(const std::string& name, CState* parent = nullptr);
+
+    void onEntry() override;
+    void onExit() override;
+    void onProcessing() override;
+};
+
+/// Stands for the child of its group that was active when the group was last left, and enters that one.
+///
+/// The history is shallow: only the direct child is remembered; below it an entry starts from the initial states,
+/// unless there are history states too. Before the group was ever left, the default state stands in; without one,
+/// nothing is entered. It may stand directly under the machine: then stop() remembers and start() resumes.
+/// It is never left, so isActive() stays true once it was entered.
+class KIV_API CHistoryState : public CAbstractState
+{
+public:
+    explicit CHistoryState(const std::string& name, CState* parent = nullptr);
+
+    /// The state to enter as long as nothing is remembered; null for none. Another group's state, or the history state
+    /// itself, changes nothing and leaves a line in the machine's log.
+    void setDefaultState(CAbstractState* state);
+
+    void onEntry() override;
+    void onExit() override;
+    void onProcessing() override;
+
+private:
+    friend class CState;
+
+    CAbstractState* defaultState = nullptr;
+    CAbstractState* rememberedState = nullptr;
+};
+
+} // namespace Kiv
+
+#endif

@@ -1,0 +1,252 @@
+#include <kiv/StateMachine.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+
+#include <kiv/Thread.h>
+#include <kiv/Transition.h>
+
+#include "env/qt/core/MsgQueue.h"
+
+// Threads: the queue is the way in for other threads. `handOver` guards who leaves the active state when stop() and the
+// worker meet: the worker marks itself done under it, and stop() either finds it done or leaves the exit to it.
+
+namespace Kiv
+{
+
+namespace
+{
+
+constexpr unsigned short queueCapacity = 64;
+constexpr unsigned int roomTimeoutMs = 100;
+constexpr unsigned int idleTimeoutMs = 100;
+constexpr unsigned int stopTimeoutMs = 200;
+
+/// A queued transition, or without one an event number.
+struct Event
+{
+    unsigned char event = 0;
+    CTransition* transition = nullptr;
+};
+
+/// The machine whose worker the calling thread is.
+thread_local const StateMachinePrivate* workerOf = nullptr;
+
+} // namespace
+
+class StateMachinePrivate : public CThread
+{
+public:
+    StateMachinePrivate(CStateMachine* owner, CStateMachine::eProcessingType type)
+        : CThread("TinySimpleFSMThread", 3), machine(owner), processingType(type)
+    {}
+
+    bool isAsync() const { return processingType == CStateMachine::ProcessingAsync; }
+    bool isWorker() const { return workerOf == this; }
+
+    void post(const Event& event)
+    {
+        const bool mayWait = isAsync() && !isWorker();
+        if (!queue.write(event, mayWait ? roomTimeoutMs : 0))
+            dropped.fetch_add(1, std::memory_order_relaxed);
+    }
+
+    bool take(Event& event) { return !abandonQueue && queue.read(event, isAsync() ? idleTimeoutMs : 0); }
+
+    bool isWorking()
+    {
+        const std::lock_guard<CPlainMutex> lock(handOver);
+        return working;
+    }
+
+    void startWorker()
+    {
+        waitUntilFinished();
+        abandonQueue = false;
+        working = true;
+        exitByWorker = false;
+        queue.interruptReader(false);
+        start();
+    }
+
+    void requestWorkerStop()
+    {
+        requestStop();
+        queue.interruptReader(true);
+    }
+
+    /// True when the caller has to leave the active state, false when the worker will.
+    bool stopWorker()
+    {
+        requestWorkerStop();
+        abandonQueue = isWorker();
+        if (abandonQueue || waitForCompletion(stopTimeoutMs))
+            return true;
+        const std::lock_guard<CPlainMutex> lock(handOver);
+        exitByWorker = working;
+        abandonQueue = working;
+        return !working;
+    }
+
+    void endWorker()
+    {
+        requestWorkerStop();
+        abandonQueue = true;
+        waitUntilFinished();
+    }
+
+    void run() override;
+
+    CStateMachine* const machine;
+    CMsgQueue<Event> queue{queueCapacity};
+    cb::Callback1<void, const std::string&> logCallback;
+    const CStateMachine::eProcessingType processingType;
+    std::vector<std::vector<CTransition*>> eventTable;
+    std::atomic<std::uint64_t> dropped{0};
+
+private:
+    void waitUntilFinished()
+    {
+        while (!waitForCompletion(stopTimeoutMs))
+        {}
+    }
+
+    std::atomic<bool> abandonQueue{false};
+    CPlainMutex handOver; // guards the two below
+    bool working = false;
+    bool exitByWorker = false;
+};
+
+void StateMachinePrivate::run()
+{
+    workerOf = this;
+    // At least once: what was queued before a stop is handled also when the stop came before the thread.
+    do
+        machine->process();
+    while (isActive());
+    std::unique_lock<CPlainMutex> lock(handOver);
+    if (exitByWorker)
+    {
+        lock.unlock();
+        machine->leaveTopState();
+        lock.lock();
+    }
+    working = false;
+    workerOf = nullptr;
+}
+
+CStateMachine::CStateMachine(eProcessingType type)
+    : CState("Statemachine"), d(std::make_unique<StateMachinePrivate>(this, type))
+{
+    isMachine = true;
+}
+
+CStateMachine::~CStateMachine() { d->endWorker(); }
+
+void CStateMachine::start()
+{
+    if (children().empty() || !initialState() || d->isWorking())
+        return;
+    setActiveChild(initialState());
+    initialState()->enter();
+    sigStarted(this);
+    if (isAsync())
+        d->startWorker();
+}
+
+void CStateMachine::stop()
+{
+    if (!isAsync() || !d->isWorking() || d->stopWorker())
+        leaveTopState();
+}
+
+void CStateMachine::leaveTopState() { leaveActiveChild(); }
+
+void CStateMachine::process()
+{
+    Event next;
+    while (d->take(next))
+    {
+        if (next.transition)
+            next.transition->doTrigger();
+        else
+            processEvent(next.event);
+    }
+    if (isAsync() && !d->isActive())
+        return;
+    if (CAbstractState* const child = currentChild())
+        child->doProcessing();
+}
+
+void CStateMachine::processEvent(unsigned char eventNo)
+{
+    // By index: a hook may register further transitions meanwhile.
+    for (std::size_t i = 0; eventNo < d->eventTable.size() && i < d->eventTable[eventNo].size(); ++i)
+        d->eventTable[eventNo][i]->doTrigger();
+}
+
+void CStateMachine::postEvent(unsigned char eventNo, eProcessingType type)
+{
+    if (type == ProcessingAsync)
+        d->post({eventNo, nullptr});
+    else
+        processEvent(eventNo);
+}
+
+void CStateMachine::queueTransitionTriggerEvent(CTransition* transition)
+{
+    if (transition)
+        d->post({0, transition});
+}
+
+void CStateMachine::registerEventTransiton(unsigned char eventNo, CTransition* transition)
+{
+    if (!transition)
+        return;
+    auto& table = d->eventTable;
+    if (eventNo >= table.size())
+        table.resize(std::max<std::size_t>(eventNo + 16U, 255));
+    auto& row = table[eventNo];
+    if (std::find(row.begin(), row.end(), transition) == row.end())
+        row.push_back(transition);
+}
+
+std::vector<unsigned char> CStateMachine::eventsOf(const CTransition* transition) const
+{
+    std::vector<unsigned char> events;
+    for (std::size_t event = 0; event < d->eventTable.size(); ++event)
+    {
+        const auto& row = d->eventTable[event];
+        if (std::find(row.begin(), row.end(), transition) != row.end())
+            events.push_back(static_cast<unsigned char>(event));
+    }
+    return events;
+}
+
+bool CStateMachine::isAsync() const { return d->isAsync(); }
+
+unsigned int CStateMachine::pendingEvents() const { return d->queue.pending(); }
+
+std::uint64_t CStateMachine::droppedEvents() const { return d->dropped.load(std::memory_order_relaxed); }
+
+void CStateMachine::setLogMessageCallback(const cb::Callback1<void, const std::string&>& callback)
+{
+    d->logCallback = callback;
+    logging = !callback.empty();
+}
+
+void CStateMachine::logMessage(const char* format, ...)
+{
+    if (!logging)
+        return;
+    char text[128];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    d->logCallback(text);
+}
+
+} // namespace Kiv

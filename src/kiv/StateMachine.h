@@ -1,0 +1,137 @@
+/// The state machine: the root of a state tree, its event queue and, if wanted, a thread of its own.
+#ifndef KIV_STATEMACHINE_H
+#define KIV_STATEMACHINE_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <kiv/Callback.h>
+#include <kiv/State.h>
+#include <kiv/kiv_export.h>
+#include <kiv/sigslot.h>
+
+namespace Kiv
+{
+
+class CTransition;
+class StateMachinePrivate;
+
+/// Drives a tree of states by events with numbers from 0 to 255, and by transitions that queue themselves.
+///
+/// Build it once: construct the states under the machine, set the machine's initial state, add transitions, set the
+/// log callback; then start(). At most 64 events and queued transitions wait at a time, in a ring that is allocated
+/// with the machine: posting and dispatching allocate nothing.
+///
+/// An event fires every transition that was registered for its number, in the order of registration. Each is tested
+/// against its own source when its turn comes, so one transition's outcome can make a later one of the same event fire
+/// or be refused; transitions of parallel states all fire.
+///
+///                  | synchronous                       | asynchronous
+///   ---------------+-----------------------------------+-----------------------------------------------------------
+///   process()      | the application calls it: handles | the worker thread "TinySimpleFSMThread" calls it again
+///                  | all that is queued, then makes    | and again: handles what is queued, makes a processing pass
+///                  | one processing pass               | after 100 ms without events, and every 100 ms while idle
+///   full queue     | drops a new event at once         | a poster waits up to 100 ms for room, then drops it; on
+///                  |                                   | the worker thread itself, which cannot wait for itself,
+///                  |                                   | it is dropped at once
+///   hooks, signals | on the caller's thread of         | on the worker thread; those of start() and stop() on the
+///                  | process()                         | caller's
+///
+///   state    | start()                       | stop()                        | process() by the application
+///   ---------+-------------------------------+-------------------------------+-----------------------------
+///   stopped  | enters the initial state      | nothing                       | handles the queue, no pass
+///   started  | synchronous: enters it again; | leaves the active state,      | synchronous machines only
+///            | asynchronous: nothing         | queued events stay queued     |
+///
+/// Threads: postEvent() with ProcessingAsync, queued triggers, pendingEvents(), droppedEvents(), isAsync() and the
+/// states' isActive() from any thread. All else on the processing thread, or before start().
+/// Errors: none is returned. A dropped event is counted by droppedEvents(); an event without transition is ignored. An
+/// exception from a hook or receiver leaves process() of a synchronous machine with the event consumed; on the worker
+/// thread it ends the process.
+class KIV_API CStateMachine : public CState
+{
+public:
+    /// Who processes the machine, and for postEvent() when.
+    enum eProcessingType : int
+    {
+        ProcessingSync = 0, ///< the application, by process(); an event: at once
+        ProcessingAsync = 1 ///< a worker thread; an event: through the queue
+    };
+
+    /// The state is named "Statemachine". No thread is started before start().
+    explicit CStateMachine(eProcessingType type = ProcessingSync);
+
+    /// Ends the worker thread before anything that it uses goes, waiting for a hook in progress as long as that takes.
+    /// States are destroyed without being left: call stop() first. Not from the worker thread itself.
+    ~CStateMachine() override;
+
+    /// Enters the initial state on the calling thread, emits sigStarted, and starts the worker of an asynchronous
+    /// machine. Does nothing without children or initial state, and while the worker of an earlier start() still runs.
+    void start();
+
+    /// Ends the worker of an asynchronous machine and leaves the active top-level state on the calling thread.
+    ///
+    /// The worker first handles what is queued; it has 200 ms. If a hook or an endless stream of events keeps it
+    /// longer, stop() returns nevertheless, and the worker leaves the active state itself as soon as the event in work
+    /// is done: two threads never walk the tree together. A machine that was not started is left as it is.
+    void stop();
+
+    /// Handles every event and transition in the queue, those included that are queued meanwhile, then makes one
+    /// processing pass over the active states.
+    void process();
+
+    /// Fires the transitions of an event now, on the calling thread.
+    void processEvent(unsigned char eventNo);
+
+    /// ProcessingAsync: puts the event into the queue, from any thread (see the table for a full queue).
+    /// ProcessingSync: processEvent() at once.
+    void postEvent(unsigned char eventNo, eProcessingType type = ProcessingAsync);
+
+    /// Puts a transition into the queue, from any thread; CTransition::trigger(TriggerQueued) calls it.
+    void queueTransitionTriggerEvent(CTransition* transition);
+
+    /// Lets an event fire a transition, besides those that it fires already; a second time changes nothing.
+    void registerEventTransiton(unsigned char eventNo, CTransition* transition);
+
+    /// The numbers of the events that fire a transition, ascending.
+    std::vector<unsigned char> eventsOf(const CTransition* transition) const;
+
+    bool isAsync() const;
+
+    /// Events and queued transitions that wait; 64 at most.
+    unsigned int pendingEvents() const;
+
+    /// Events and queued transitions that found the queue full since the machine was constructed. The poster is not
+    /// told; a counter that grows means that the machine is too slow for its events.
+    std::uint64_t droppedEvents() const;
+
+    /// Every line of the framework's log goes to `callback`, without line break, at most 127 characters; an empty one
+    /// switches logging off. Set it before start(): it is called on whichever thread logs.
+    void setLogMessageCallback(const cb::Callback1<void, const std::string&>& callback);
+
+    /// True while a log callback is set; saves the caller of logMessage() the collection of arguments.
+    bool isLogging() const { return logging; }
+
+    /// Formats as printf does into 128 bytes, longer texts are cut, and calls the log callback; nothing without one.
+    void logMessage(const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+    /// Emits sigStateEntered; every state calls it at the end of its entry.
+    void notifyStateEntry(CAbstractState* state) { sigStateEntered(state); }
+
+    sigslot::signal1<CStateMachine*> sigStarted;       ///< the initial states are entered, the worker not yet started
+    sigslot::signal1<CAbstractState*> sigStateEntered; ///< a state has been entered with all that lies below it
+
+private:
+    friend class StateMachinePrivate;
+
+    void leaveTopState();
+
+    std::unique_ptr<StateMachinePrivate> d;
+    bool logging = false;
+};
+
+} // namespace Kiv
+
+#endif

@@ -1,0 +1,93 @@
+/// A transition of a state machine: from a source state to a target state, fired directly, by an event or by
+/// completion.
+#ifndef KIV_TRANSITION_H
+#define KIV_TRANSITION_H
+
+#include <string>
+
+#include <kiv/kiv_export.h>
+#include <kiv/sigslot.h>
+
+namespace Kiv
+{
+
+class CAbstractState;
+class CState;
+class CStateMachine;
+
+/// Moves the machine from its source state to its target state.
+///
+/// Made by CState::addTransitionTo(), addEventTransitionTo() and addFinishedTransitionTo(); derive from it and override
+/// onTransition() for work of its own, then hand it over with CState::addTransition().
+///
+/// Firing: nothing happens unless the source is active. Then the states from the source up to just below the common
+/// parent of source and target are left, innermost first; onTransition() is called and sigTriggered emitted; the states
+/// from below the common parent down to the target are entered, and what lies below a compound target. A transition
+/// to a state of the same group, itself included, leaves the source and enters the target. A transition from a state
+/// into its own inside leaves the state and enters only the path below it: the state ends inactive, on purpose.
+///
+/// Ownership: the source state owns the transition.
+/// Threads: a direct trigger belongs to the thread that processes the machine; from any other thread use TriggerQueued.
+/// Errors: none is returned; a transition that cannot fire leaves every state as it is and one line in the machine's
+/// log: no source, no target, source not active, no common parent, or a target that contains the source.
+class KIV_API CTransition : public sigslot::has_slots<sigslot::multi_threaded_local>
+{
+public:
+    enum eTriggerMode : int
+    {
+        TriggerDirect = 0, ///< fire at once, on the calling thread
+        TriggerQueued = 1  ///< fire when the machine processes its queue
+    };
+
+    /// Does not enter itself in the source's list; CState::addTransition() does. `name` is copied.
+    explicit CTransition(CState* source, const std::string& name = "");
+    ~CTransition() override;
+    CTransition(const CTransition&) = delete;
+    CTransition& operator=(const CTransition&) = delete;
+
+    void setTargetState(CAbstractState* state) { targetState = state; }
+
+    CState* source() const { return sourceState; }
+    CAbstractState* target() const { return targetState; }
+    const std::string& name() const { return transitionName; }
+
+    /// The source's machine; null without source or as long as the source belongs to none.
+    CStateMachine* machine() const;
+
+    /// Fires at once, or with TriggerQueued puts the transition into the machine's queue.
+    void trigger(eTriggerMode mode = TriggerDirect);
+
+    /// For a finished signal: always queues, whatever the argument.
+    void trigger(CAbstractState* finished);
+
+    /// Puts the transition into the machine's queue; without machine, or when the queue stays full, it is dropped (see
+    /// CStateMachine::droppedEvents()).
+    void postTriggerEvent();
+
+    /// Fires at once.
+    void doTrigger();
+
+    /// Writes "SOURCE ---[NAME::onTransition()]---> TARGET" to the machine's log. Needs source and target.
+    void logTransition();
+
+    void emitTriggered() { sigTriggered(this); }
+
+    /// Called while the transition fires, between leaving and entering; does nothing here.
+    virtual void onTransition();
+
+    sigslot::signal1<CTransition*> sigTriggered; ///< the transition fired: source left, target not yet entered
+
+private:
+    bool mayFire();
+    bool refuse(const char* reason);
+    void fireWithinGroup();
+    void fireAcross(CAbstractState* common);
+
+    CAbstractState* targetState = nullptr;
+    CState* sourceState;
+    std::string transitionName;
+};
+
+} // namespace Kiv
+
+#endif

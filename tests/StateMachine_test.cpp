@@ -1,0 +1,366 @@
+#include <kiv/StateMachine.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <future>
+#include <stdexcept>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "StateTree.h"
+
+using Kiv::CState;
+using Kiv::CStateMachine;
+using Kiv::CTransition;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+
+/// Calls a function whenever it fires, for tests that need something to happen inside a transition.
+struct CActing : CTransition
+{
+    CActing(CState* source, std::function<void()> function) : CTransition(source, "acting"), act(std::move(function)) {}
+    void onTransition() override { act(); }
+    std::function<void()> act;
+};
+
+/// One state that every event of interest leads back to, doing something on the way.
+struct CLoop
+{
+    explicit CLoop(CStateMachine::eProcessingType type) : machine(type), state(new CState("S", &machine))
+    {
+        machine.setInitialState(state);
+    }
+
+    void on(unsigned char event, std::function<void()> act)
+    {
+        auto* transition = new CActing(state, std::move(act));
+        transition->setTargetState(state);
+        state->addTransition(transition);
+        machine.registerEventTransiton(event, transition);
+    }
+
+    CStateMachine machine;
+    CState* state;
+};
+
+/// True as soon as the condition holds, false when it did not within half a minute.
+bool eventually(const std::function<bool()>& condition)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!condition())
+    {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+} // namespace
+
+TEST(StateMachine, SynchronousEventWaitsForProcessWhichMakesOnePass)
+{
+    CLoop loop(CStateMachine::ProcessingSync);
+    CRecorder recorder;
+    loop.state->enableDoActivity(true);
+    loop.machine.start();
+    recorder.record(*loop.state);
+    loop.on(7, [&] { loop.machine.postEvent(8); });
+    loop.on(8, [] {});
+    loop.machine.postEvent(7);
+    EXPECT_THAT(recorder.take(), IsEmpty());
+    loop.machine.process();
+    EXPECT_THAT(recorder.take(), ElementsAre("exited S", "entered S", "exited S", "entered S", "processing S"));
+    loop.machine.postEvent(8, CStateMachine::ProcessingSync);
+    EXPECT_THAT(recorder.take(), ElementsAre("exited S", "entered S"));
+}
+
+TEST(StateMachine, EventFiresEveryTransitionWhoseSourceIsActiveAtItsTurn)
+{
+    CStateMachine machine;
+    CRecorder recorder;
+    auto* both = new CState("P", &machine);
+    both->setChildMode(CState::ChildModeParallel);
+    machine.setInitialState(both);
+    for (const char* name : {"R0", "R1"})
+    {
+        auto* region = new CState(name, both);
+        CState* states[] = {new CState("a", region), new CState("b", region), new CState("c", region)};
+        region->setInitialState(states[0]);
+        const std::string prefix = std::string(name) + " ";
+        recorder.record(*states[1]->addEventTransitionTo(states[0], 5, prefix + "back"));
+        CTransition* ab = states[0]->addEventTransitionTo(states[1], 5, prefix + "ab");
+        recorder.record(*ab);
+        machine.registerEventTransiton(5, ab);
+        recorder.record(*states[1]->addEventTransitionTo(states[2], 5, prefix + "bc"));
+        EXPECT_THAT(machine.eventsOf(ab), ElementsAre(5));
+    }
+    machine.start();
+    machine.processEvent(5);
+    EXPECT_THAT(recorder.take(), ElementsAre("fired R0 ab", "fired R0 bc", "fired R1 ab", "fired R1 bc"));
+}
+
+TEST(StateMachine, EventNumbersFromEndToEndAndWithoutTransition)
+{
+    CLoop loop(CStateMachine::ProcessingSync);
+    int fired = 0;
+    loop.machine.processEvent(255);
+    for (int event : {255, 0, 240})
+        loop.on(static_cast<unsigned char>(event), [&] { ++fired; });
+    loop.machine.start();
+    for (int event = 0; event < 256; ++event)
+        loop.machine.processEvent(static_cast<unsigned char>(event));
+    EXPECT_EQ(fired, 3);
+}
+
+TEST(StateMachine, SynchronousQueueDropsAndCountsWhatExceeds64)
+{
+    CLoop loop(CStateMachine::ProcessingSync);
+    int handled = 0;
+    loop.on(1, [&] { ++handled; });
+    loop.machine.start();
+    for (int i = 0; i < 70; ++i)
+        loop.machine.postEvent(1);
+    EXPECT_EQ(loop.machine.pendingEvents(), 64U);
+    EXPECT_EQ(loop.machine.droppedEvents(), 6U);
+    loop.machine.process();
+    EXPECT_EQ(handled, 64);
+    EXPECT_EQ(loop.machine.pendingEvents(), 0U);
+}
+
+TEST(StateMachine, StartNeedsChildrenAndAnInitialState)
+{
+    CStateMachine machine;
+    CRecorder recorder;
+    recorder.record(machine);
+    machine.start();
+    auto* state = new CState("S", &machine);
+    machine.start();
+    machine.stop();
+    machine.process();
+    EXPECT_THAT(recorder.take(), IsEmpty());
+    machine.setInitialState(state);
+    machine.start();
+    EXPECT_THAT(recorder.take(), ElementsAre("done S", "started"));
+    machine.stop();
+    machine.stop();
+    machine.process();
+    EXPECT_FALSE(state->isActive());
+}
+
+TEST(StateMachine, LogLineIsCutAt127CharactersAndSwitchedOffByAnEmptyCallback)
+{
+    CStateMachine machine;
+    CRecorder recorder;
+    recorder.recordLog(machine);
+    machine.logMessage("%s", std::string(200, 'x').c_str());
+    EXPECT_THAT(recorder.take(), ElementsAre(std::string(127, 'x')));
+    machine.setLogMessageCallback({});
+    machine.logMessage("more");
+    EXPECT_THAT(recorder.take(), IsEmpty());
+}
+
+TEST(StateMachine, ExceptionFromAHookLeavesProcessWithTheEventConsumed)
+{
+    CLoop loop(CStateMachine::ProcessingSync);
+    bool bad = true;
+    int good = 0;
+    loop.on(1, [&] {
+        if (bad)
+            throw std::runtime_error("hook");
+        ++good;
+    });
+    loop.machine.start();
+    loop.machine.postEvent(1);
+    loop.machine.postEvent(1);
+    EXPECT_THROW(loop.machine.process(), std::runtime_error);
+    EXPECT_EQ(loop.machine.pendingEvents(), 1U);
+    bad = false;
+    loop.state->enter();
+    loop.machine.process();
+    EXPECT_EQ(good, 1);
+}
+
+TEST(StateMachineAsync, HandlesEventsOnItsWorkerAndThoseQueuedBeforeStop)
+{
+    CLoop loop(CStateMachine::ProcessingAsync);
+    std::atomic<int> handled{0};
+    std::thread::id worker;
+    loop.on(1, [&] {
+        worker = std::this_thread::get_id();
+        ++handled;
+    });
+    loop.machine.start();
+    EXPECT_TRUE(loop.state->isActive());
+    for (int i = 0; i < 50; ++i)
+        loop.machine.postEvent(1);
+    loop.machine.stop();
+    EXPECT_EQ(handled, 50);
+    EXPECT_NE(worker, std::this_thread::get_id());
+    EXPECT_FALSE(loop.state->isActive());
+    loop.machine.postEvent(1);
+    EXPECT_EQ(loop.machine.pendingEvents(), 1U);
+    loop.machine.start();
+    EXPECT_TRUE(eventually([&] { return handled == 51; }));
+}
+
+TEST(StateMachineAsync, IdleMachineMakesProcessingPasses)
+{
+    struct CBusy : CState
+    {
+        using CState::CState;
+        void onProcessing() override { ++passes; }
+        std::atomic<int> passes{0};
+    };
+    CStateMachine machine(CStateMachine::ProcessingAsync);
+    auto* state = new CBusy("S", &machine);
+    machine.setInitialState(state);
+    machine.start();
+    EXPECT_TRUE(eventually([&] { return state->passes >= 3; }));
+    machine.stop();
+    const int passes = state->passes;
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    EXPECT_EQ(state->passes, passes);
+}
+
+TEST(StateMachineAsync, StormOfWritersKeepsEachWritersOrderAndLosesNothingUncounted)
+{
+    constexpr int writers = 4;
+    constexpr int perWriter = 5000;
+    CLoop loop(CStateMachine::ProcessingAsync);
+    std::atomic<int> handled{0};
+    std::atomic<unsigned> mostPending{0};
+    std::vector<std::vector<int>> phases(writers);
+    // Each writer repeats the numbers 0, 1, 2 of its own; its handled events must come in that rotation.
+    for (int writer = 0; writer < writers; ++writer)
+        for (int phase = 0; phase < 3; ++phase)
+            loop.on(static_cast<unsigned char>(writer * 3 + phase), [&, writer, phase] {
+                phases[static_cast<std::size_t>(writer)].push_back(phase);
+                mostPending = std::max(mostPending.load(), loop.machine.pendingEvents());
+                ++handled;
+            });
+    loop.machine.start();
+    std::vector<std::thread> threads;
+    for (int writer = 0; writer < writers; ++writer)
+        threads.emplace_back([&, writer] {
+            for (int i = 0; i < perWriter; ++i)
+                loop.machine.postEvent(static_cast<unsigned char>(writer * 3 + i % 3));
+        });
+    for (auto& thread : threads)
+        thread.join();
+    const auto dropped = [&] { return static_cast<int>(loop.machine.droppedEvents()); };
+    EXPECT_TRUE(eventually([&] { return handled + dropped() == writers * perWriter; }));
+    loop.machine.stop();
+    EXPECT_LE(mostPending, 64U);
+    for (const auto& sequence : phases)
+    {
+        for (std::size_t i = 0; dropped() == 0 && i < sequence.size(); ++i)
+            ASSERT_EQ(sequence[i], static_cast<int>(i % 3));
+    }
+}
+
+TEST(StateMachineAsync, FullQueueDropsAtOnceForTheWorkerAndAfterAWhileForOthers)
+{
+    CLoop loop(CStateMachine::ProcessingAsync);
+    std::promise<void> full;
+    std::promise<void> release;
+    std::uint64_t droppedByWorker = 0;
+    loop.on(1, [&] {
+        for (int i = 0; i < 70; ++i)
+            loop.machine.postEvent(2);
+        droppedByWorker = loop.machine.droppedEvents();
+        full.set_value();
+        release.get_future().wait();
+    });
+    loop.machine.start();
+    loop.machine.postEvent(1);
+    full.get_future().wait();
+    EXPECT_EQ(droppedByWorker, 6U);
+    loop.machine.postEvent(2);
+    EXPECT_EQ(loop.machine.droppedEvents(), 7U);
+    EXPECT_EQ(loop.machine.pendingEvents(), 64U);
+    release.set_value();
+    EXPECT_TRUE(eventually([&] { return loop.machine.pendingEvents() == 0; }));
+}
+
+TEST(StateMachineAsync, StopDuringALongHookReturnsAndTheWorkerLeavesTheState)
+{
+    CLoop loop(CStateMachine::ProcessingAsync);
+    std::promise<void> entered;
+    std::promise<void> release;
+    loop.on(1, [&] {
+        entered.set_value();
+        release.get_future().wait();
+    });
+    loop.on(2, [] { FAIL() << "handled after stop"; });
+    loop.machine.start();
+    loop.machine.postEvent(1);
+    entered.get_future().wait();
+    loop.machine.postEvent(2);
+    loop.machine.stop();
+    loop.machine.start(); // ignored while the worker of the first start still runs
+    release.set_value();
+    EXPECT_TRUE(eventually([&] { return loop.machine.currentChild() == nullptr && !loop.state->isActive(); }));
+    EXPECT_EQ(loop.machine.pendingEvents(), 1U);
+}
+
+TEST(StateMachineAsync, StopFromAHookEndsTheMachine)
+{
+    CLoop loop(CStateMachine::ProcessingAsync);
+    std::atomic<bool> stopped{false};
+    CState* other = new CState("other", &loop.machine);
+    loop.state->addEventTransitionTo(other, 1);
+    struct CStopper : sigslot::has_slots<sigslot::multi_threaded_local>
+    {
+        void onEntered(Kiv::CAbstractState* state)
+        {
+            state->machine()->stop();
+            *done = true;
+        }
+        std::atomic<bool>* done = nullptr;
+    } stopper;
+    stopper.done = &stopped;
+    loop.machine.start();
+    loop.machine.sigStateEntered.connect(&stopper, &CStopper::onEntered);
+    loop.machine.postEvent(1);
+    EXPECT_TRUE(eventually([&] { return stopped.load(); }));
+    EXPECT_TRUE(eventually([&] { return !other->isActive() && loop.machine.currentChild() == nullptr; }));
+}
+
+TEST(StateMachineAsync, StartAndStopInTurnsAndDestructionAtAnyMoment)
+{
+    for (int round = 0; round < 200; ++round)
+    {
+        CLoop loop(CStateMachine::ProcessingAsync);
+        loop.on(1, [&] { loop.machine.postEvent(1); });
+        loop.machine.start();
+        for (int i = 0; i < round % 5; ++i)
+            loop.machine.postEvent(1);
+        if (round % 3 == 0)
+        {
+            loop.machine.postEvent(2);
+            loop.machine.stop();
+            loop.machine.start();
+        }
+    }
+}
+
+TEST(StateMachineAsync, WithoutActiveTopStateCanStillBeStopped)
+{
+    CLoop loop(CStateMachine::ProcessingAsync);
+    auto* inner = new CState("inner", loop.state);
+    loop.state->setInitialState(inner);
+    loop.state->addEventTransitionTo(inner, 1);
+    loop.machine.start();
+    loop.machine.postEvent(1);
+    EXPECT_TRUE(eventually([&] { return loop.machine.currentChild() == nullptr; }));
+    loop.machine.stop();
+    loop.machine.start();
+    EXPECT_TRUE(loop.state->isActive());
+}

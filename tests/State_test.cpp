@@ -1,0 +1,286 @@
+#include <kiv/State.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "StateTree.h"
+
+using Kiv::CFinalState;
+using Kiv::CHistoryState;
+using Kiv::CState;
+using Kiv::CStateMachine;
+using Kiv::CTransition;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+
+/// A{A1, A2} and B under a synchronous machine that starts in A, A1.
+struct CTwoGroups
+{
+    CStateMachine machine;
+    CState* a = new CState("A", &machine);
+    CState* a1 = new CState("A1", a);
+    CState* a2 = new CState("A2", a);
+    CState* b = new CState("B", &machine);
+    CRecorder recorder;
+
+    CTwoGroups()
+    {
+        machine.setInitialState(a);
+        a->setInitialState(a1);
+    }
+};
+
+} // namespace
+
+TEST(State, EntryGoesInwardsAndTheMachinesNoticeOutwards)
+{
+    CTwoGroups tree;
+    auto* inner = new CState("A11", tree.a1);
+    tree.a1->setInitialState(inner);
+    tree.recorder.recordLog(tree.machine);
+    tree.recorder.record(tree.machine);
+    for (CState* state : {tree.a, tree.a1, inner})
+        tree.recorder.record(*state);
+    tree.machine.start();
+    EXPECT_THAT(tree.recorder.take(), ElementsAre("entered A", "A::onEntry", "entered A1", "A1::onEntry", "entered A11",
+                                                  "A11::onEntry", "done A11", "done A1", "done A", "started"));
+    tree.machine.stop();
+    EXPECT_THAT(tree.recorder.take(),
+                ElementsAre("A11::onExit", "exited A11", "A1::onExit", "exited A1", "A::onExit", "exited A"));
+    EXPECT_FALSE(tree.a->isActive() || tree.a1->isActive() || inner->isActive());
+}
+
+TEST(State, ParentStaysActiveWhileItsChildrenLeave)
+{
+    struct CProbe : CState
+    {
+        using CState::CState;
+        void onExit() override
+        {
+            parentWasActive = parentState()->isActive();
+            CState::onExit();
+        }
+        bool parentWasActive = false;
+    };
+    CStateMachine machine;
+    auto* group = new CState("G", &machine);
+    auto* probe = new CProbe("P", group);
+    machine.setInitialState(group);
+    group->setInitialState(probe);
+    machine.start();
+    EXPECT_EQ(group->currentChild(), probe);
+    machine.stop();
+    EXPECT_TRUE(probe->parentWasActive);
+    EXPECT_EQ(group->currentChild(), nullptr);
+}
+
+TEST(State, PlaceInTheTree)
+{
+    CTwoGroups tree;
+    auto* loose = new CState("loose");
+    auto* below = new CState("below", loose);
+    EXPECT_EQ(tree.machine.hierarchyLevel(), 0);
+    EXPECT_EQ(tree.a->hierarchyLevel(), 1);
+    EXPECT_EQ(tree.a1->hierarchyLevel(), 2);
+    EXPECT_EQ(below->hierarchyLevel(), 1);
+
+    EXPECT_EQ(tree.a1->parentAtLevel(-1), tree.a1);
+    EXPECT_EQ(tree.a1->parentAtLevel(0), tree.a);
+    EXPECT_EQ(tree.a1->parentAtLevel(1), &tree.machine);
+    EXPECT_EQ(tree.a1->parentAtLevel(7), nullptr);
+
+    EXPECT_EQ(tree.a1->commonParentState(tree.a2), tree.a);
+    EXPECT_EQ(tree.a1->commonParentState(tree.b), &tree.machine);
+    EXPECT_EQ(tree.b->commonParentState(tree.a1), &tree.machine);
+    EXPECT_EQ(tree.a->commonParentState(tree.a2), tree.a);
+    EXPECT_EQ(tree.a2->commonParentState(tree.a), tree.a);
+    EXPECT_EQ(tree.a1->commonParentState(below), nullptr);
+    EXPECT_EQ(tree.a1->commonParentState(nullptr), nullptr);
+
+    EXPECT_EQ(tree.machine.machine(), nullptr);
+    EXPECT_EQ(tree.a1->machine(), &tree.machine);
+    EXPECT_EQ(below->machine(), nullptr);
+    tree.b->addState(loose);
+    EXPECT_EQ(below->machine(), &tree.machine);
+    EXPECT_EQ(loose->parentState(), tree.b);
+}
+
+TEST(State, AddingAChildTwiceOwnsItOnce)
+{
+    CTwoGroups tree;
+    tree.a->addState(tree.a1);
+    tree.a->addState(nullptr);
+    EXPECT_THAT(tree.a->children(), ElementsAre(tree.a1, tree.a2));
+}
+
+TEST(State, ParallelGroupEntersProcessesAndLeavesAllChildrenInOrder)
+{
+    CTwoGroups tree;
+    tree.a->setChildMode(CState::ChildModeParallel);
+    EXPECT_EQ(tree.a->initialState(), nullptr);
+    for (CState* state : {tree.a, tree.a1, tree.a2})
+        tree.recorder.record(*state);
+    tree.machine.start();
+    EXPECT_THAT(tree.recorder.take(), ElementsAre("entered A", "entered A1", "entered A2"));
+    tree.a->enableDoActivity(true);
+    tree.a2->enableDoActivity(true);
+    tree.machine.process();
+    EXPECT_THAT(tree.recorder.take(), ElementsAre("processing A2", "processing A"));
+    tree.machine.stop();
+    EXPECT_THAT(tree.recorder.take(), ElementsAre("exited A1", "exited A2", "exited A"));
+}
+
+TEST(State, ExclusiveGroupWithoutInitialStateEntersNothingBelow)
+{
+    CTwoGroups tree;
+    tree.a->setInitialState(nullptr);
+    tree.machine.start();
+    tree.machine.process();
+    EXPECT_TRUE(tree.a->isActive());
+    EXPECT_FALSE(tree.a1->isActive());
+}
+
+TEST(State, FinalChildFinishesItsGroupAndAFullyFinishedParallelParent)
+{
+    CStateMachine machine;
+    CRecorder recorder;
+    auto* both = new CState("P", &machine);
+    both->setChildMode(CState::ChildModeParallel);
+    machine.setInitialState(both);
+    CTransition* finish[2] = {};
+    for (int i = 0; i < 2; ++i)
+    {
+        auto* region = new CState("R" + std::to_string(i), both);
+        auto* work = new CState("W", region);
+        region->setInitialState(work);
+        finish[i] = work->addTransitionTo(new CFinalState("F", region));
+        recorder.recordFinished(*region);
+    }
+    recorder.recordFinished(*both);
+    machine.start();
+    EXPECT_FALSE(both->isFinished());
+    finish[0]->trigger();
+    EXPECT_THAT(recorder.take(), ElementsAre("finished R0"));
+    finish[1]->trigger();
+    EXPECT_THAT(recorder.take(), ElementsAre("finished R1", "finished P"));
+    EXPECT_TRUE(both->isFinished());
+}
+
+TEST(State, ParallelGroupWithoutCompoundChildrenIsFinished)
+{
+    CState group("G");
+    group.setChildMode(CState::ChildModeParallel);
+    EXPECT_TRUE(group.isFinished());
+    group.setChildMode(CState::ChildModeExclusive);
+    EXPECT_FALSE(group.isFinished());
+}
+
+TEST(State, LeaveDeclaresAGroupFinished)
+{
+    CState group("G");
+    CRecorder recorder;
+    recorder.recordFinished(group);
+    group.leave();
+    EXPECT_THAT(recorder.take(), ElementsAre("finished G"));
+}
+
+TEST(HistoryState, ResumesTheChildButNotWhatLayBelowIt)
+{
+    CTwoGroups tree;
+    auto* first = new CState("A21", tree.a2);
+    auto* second = new CState("A22", tree.a2);
+    tree.a2->setInitialState(first);
+    CHistoryState* history = tree.a->addHistoryState();
+    EXPECT_EQ(history->name(), "A_History");
+    EXPECT_EQ(tree.a->initialState(), history);
+    EXPECT_THAT(tree.a->children(), ElementsAre(tree.a1, tree.a2));
+    history->setDefaultState(tree.a1);
+
+    tree.machine.start();
+    EXPECT_TRUE(tree.a1->isActive());
+    tree.a1->addTransitionTo(second)->trigger();
+    EXPECT_TRUE(second->isActive());
+    tree.a->addTransitionTo(tree.b)->trigger();
+    tree.b->addTransitionTo(tree.a)->trigger();
+    EXPECT_EQ(tree.a->currentChild(), tree.a2);
+    EXPECT_EQ(tree.a2->currentChild(), first);
+}
+
+TEST(HistoryState, WithNothingToResumeEntersNothingAndNeverItself)
+{
+    CTwoGroups tree;
+    CHistoryState* history = tree.a->addHistoryState();
+    CTransition* leave = tree.a->addTransitionTo(tree.b);
+    CTransition* back = tree.b->addTransitionTo(tree.a);
+    tree.machine.start();
+    for (int i = 0; i < 3; ++i)
+    {
+        EXPECT_TRUE(tree.a->isActive());
+        EXPECT_FALSE(tree.a1->isActive() || tree.a2->isActive());
+        tree.machine.process();
+        leave->trigger();
+        EXPECT_TRUE(tree.b->isActive());
+        back->trigger();
+    }
+    EXPECT_TRUE(history->isActive());
+}
+
+TEST(HistoryState, AsTargetEntersTheInactiveGroupAndSwitchesWithinTheActiveOne)
+{
+    CTwoGroups tree;
+    auto* history = new CHistoryState("H", tree.a);
+    history->setDefaultState(tree.a2);
+    tree.machine.setInitialState(tree.b);
+    tree.machine.start();
+    tree.b->addTransitionTo(history)->trigger();
+    EXPECT_TRUE(tree.a->isActive() && tree.a2->isActive());
+    tree.a2->addTransitionTo(history)->trigger();
+    EXPECT_TRUE(tree.a->isActive() && tree.a2->isActive());
+}
+
+TEST(HistoryState, DirectlyEnteredWakesItsInactiveGroup)
+{
+    CTwoGroups tree;
+    auto* history = new CHistoryState("H", tree.a);
+    history->setDefaultState(tree.a2);
+    history->enter();
+    EXPECT_TRUE(tree.a->isActive());
+    EXPECT_EQ(tree.a->currentChild(), tree.a2);
+}
+
+TEST(HistoryState, OfTheMachineResumesAfterStop)
+{
+    CTwoGroups tree;
+    tree.machine.addHistoryState()->setDefaultState(tree.a);
+    tree.machine.start();
+    EXPECT_TRUE(tree.a->isActive());
+    tree.a->addTransitionTo(tree.b)->trigger();
+    tree.machine.stop();
+    EXPECT_FALSE(tree.b->isActive());
+    tree.machine.start();
+    EXPECT_EQ(tree.machine.currentChild(), tree.b);
+}
+
+TEST(HistoryState, RefusesADefaultFromElsewhereWithALogLine)
+{
+    CTwoGroups tree;
+    CHistoryState* history = tree.a->addHistoryState();
+    history->setDefaultState(tree.a2);
+    tree.recorder.recordLog(tree.machine);
+    char expected[128];
+    for (Kiv::CAbstractState* wrong :
+         {static_cast<Kiv::CAbstractState*>(tree.b), static_cast<Kiv::CAbstractState*>(history)})
+    {
+        history->setDefaultState(wrong);
+        std::snprintf(expected, sizeof expected,
+                      "CHistoryState::setDefaultState: state %p  - %s does not belong to this history state's group "
+                      "(%p - $s)",
+                      static_cast<void*>(wrong), wrong->name().c_str(), static_cast<void*>(tree.a));
+        EXPECT_THAT(tree.recorder.take(), ElementsAre(expected));
+    }
+    tree.machine.start();
+    EXPECT_TRUE(tree.a2->isActive());
+}
