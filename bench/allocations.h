@@ -1,0 +1,43 @@
+/// Counts the heap allocations of a benchmark's process; included by the one source of each benchmark program.
+#ifndef KIV_BENCH_ALLOCATIONS_H
+#define KIV_BENCH_ALLOCATIONS_H
+
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+#include <benchmark/benchmark.h>
+
+inline std::atomic<std::size_t> allocationCount{0};
+
+void* operator new(std::size_t size)
+{
+    allocationCount.fetch_add(1, std::memory_order_relaxed);
+    if (void* memory = std::malloc(size ? size : 1))
+        return memory;
+    throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+/// Reports the allocations per iteration of a benchmark as its counter "allocs".
+class CAllocationCounter
+{
+public:
+    explicit CAllocationCounter(benchmark::State& benchmarkState) : state(benchmarkState), before(allocationCount) {}
+    ~CAllocationCounter()
+    {
+        state.counters["allocs"] =
+            benchmark::Counter(static_cast<double>(allocationCount - before), benchmark::Counter::kAvgIterations);
+    }
+    CAllocationCounter(const CAllocationCounter&) = delete;
+    CAllocationCounter& operator=(const CAllocationCounter&) = delete;
+
+private:
+    benchmark::State& state;
+    std::size_t before;
+};
+
+#endif
