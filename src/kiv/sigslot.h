@@ -165,7 +165,15 @@ protected:
         {
             emitting.multi_threaded_local::lock();
             outer = emitting.walks;
+#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
+// The address does not outlive this object: the destructor takes it back.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdangling-pointer"
+#endif
             emitting.walks = this;
+#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
+#pragma GCC diagnostic pop
+#endif
             next = emitting.connections.data();
             end = next + emitting.connections.size();
         }
