@@ -17,6 +17,8 @@
 #include <mutex>
 #include <system_error>
 
+// All names of this namespace are lower_case, like those of its users.
+// NOLINTBEGIN(readability-identifier-naming)
 namespace sigslot
 {
 
@@ -278,3 +280,4 @@ void _signal_base<multi_threaded_local>::wait_until_unpinned()
 }
 
 } // namespace sigslot
+// NOLINTEND(readability-identifier-naming)

@@ -47,6 +47,8 @@
 #pragma push_macro("emit")
 #undef emit
 
+// All names of this namespace are lower_case, like those of its users.
+// NOLINTBEGIN(readability-identifier-naming)
 namespace sigslot
 {
 
@@ -338,6 +340,7 @@ public:
 };
 
 } // namespace sigslot
+// NOLINTEND(readability-identifier-naming)
 
 namespace Kiv
 {
