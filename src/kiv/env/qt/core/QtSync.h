@@ -22,6 +22,8 @@
 
 #ifdef KIV_TSAN
 #include <sanitizer/tsan_interface.h>
+extern "C" void AnnotateIgnoreWritesBegin(const char* file, int line);
+extern "C" void AnnotateIgnoreWritesEnd(const char* file, int line);
 #endif
 
 namespace Kiv
@@ -41,6 +43,21 @@ inline void happensAfter([[maybe_unused]] void* tag)
     __tsan_acquire(tag);
 #endif
 }
+
+/// While a finished QThread is deleted: the last that its thread did was Qt's own, after everything that we could mark.
+class CFinishedThreadDeletion
+{
+public:
+#ifdef KIV_TSAN
+    CFinishedThreadDeletion() { AnnotateIgnoreWritesBegin(__FILE__, __LINE__); }
+    ~CFinishedThreadDeletion() { AnnotateIgnoreWritesEnd(__FILE__, __LINE__); }
+#else
+    CFinishedThreadDeletion() {}
+    ~CFinishedThreadDeletion() {}
+#endif
+    CFinishedThreadDeletion(const CFinishedThreadDeletion&) = delete;
+    CFinishedThreadDeletion& operator=(const CFinishedThreadDeletion&) = delete;
+};
 
 /// Keeps a forced termination pending while it lives: a thread that is cancelled inside QWaitCondition::wait leaves the
 /// condition's own lock taken, and the next wake would hang for ever.

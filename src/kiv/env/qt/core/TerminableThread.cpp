@@ -12,7 +12,7 @@ namespace Kiv
 namespace
 {
 
-constexpr qint64 beginLimitMsecs = 100;
+constexpr qint64 beginLimitMsecs = 1000;
 
 /// The threads that were given up before they ended. Never destroyed: they may outlive every other object.
 struct ThreadPark
@@ -95,14 +95,18 @@ bool CTerminableThread::terminateBody()
 
 void CTerminableThread::giveUp(std::unique_ptr<CTerminableThread> thread)
 {
-    std::vector<std::unique_ptr<CTerminableThread>> ended;
     const auto runs = [](const std::unique_ptr<CTerminableThread>& parked) { return !parked->hasEnded(); };
-    const std::lock_guard<CPlainMutex> guard(park().lock);
-    auto& threads = park().threads;
-    threads.push_back(std::move(thread));
-    const auto firstEnded = std::partition(threads.begin(), threads.end(), runs);
-    ended.assign(std::make_move_iterator(firstEnded), std::make_move_iterator(threads.end()));
-    threads.erase(firstEnded, threads.end());
+    std::vector<std::unique_ptr<CTerminableThread>> ended;
+    {
+        const std::lock_guard<CPlainMutex> guard(park().lock);
+        auto& threads = park().threads;
+        threads.push_back(std::move(thread));
+        const auto firstEnded = std::partition(threads.begin(), threads.end(), runs);
+        ended.assign(std::make_move_iterator(firstEnded), std::make_move_iterator(threads.end()));
+        threads.erase(firstEnded, threads.end());
+    }
+    const CFinishedThreadDeletion deletion;
+    ended.clear();
 }
 
 void CTerminableThread::run()

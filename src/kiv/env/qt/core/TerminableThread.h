@@ -41,7 +41,7 @@ public:
 class CTerminableThread : public QThread
 {
 public:
-    /// Starts and waits until the body has begun, at most 100 ms; nothing happens while the body runs. False if the
+    /// Starts and waits until the body has begun, at most a second; nothing happens while the body runs. False if the
     /// system refuses a thread.
     bool launch(Priority priority);
 

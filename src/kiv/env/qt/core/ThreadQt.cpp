@@ -4,12 +4,12 @@
 #include <kiv/Thread.h>
 
 #include <atomic>
-#include <cstdio>
 
 #include <unistd.h>
 
-#include <log4cplus/logger.h>
+#include <kiv/diag.h>
 
+#include "../../unix/diag/logging.h"
 #include "TerminableThread.h"
 
 namespace Kiv
@@ -17,6 +17,7 @@ namespace Kiv
 
 namespace
 {
+constexpr const char* thisFile = "../../src/kiv/env/qt/core/ThreadQt";
 constexpr unsigned stopLimitMsecs = 100;
 
 thread_local const CThreadPrivate* runningHere = nullptr;
@@ -31,7 +32,7 @@ public:
         setObjectName(QString::fromLocal8Bit(name));
     }
 
-    void log(const char* event) const;
+    void log(const char* event, const Diag::CSourcePlace& place) const;
 
     CThread* const owner;
     std::atomic<bool> active{false};
@@ -43,21 +44,17 @@ protected:
     void body() override;
 };
 
-void CThreadPrivate::log(const char* event) const
+void CThreadPrivate::log(const char* event, const Diag::CSourcePlace& place) const
 {
-    log4cplus::Logger logger = log4cplus::Logger::getRoot();
-    if (!logger.isEnabledFor(log4cplus::TRACE_LOG_LEVEL))
-        return;
-    char text[256];
-    std::snprintf(text, sizeof text, "THREAD: ID: %llu %s %s", static_cast<unsigned long long>(kernelId()), name,
-                  event);
-    logger.forcedLog(log4cplus::TRACE_LOG_LEVEL, text, "../../src/kiv/env/qt/core/ThreadQt", __LINE__, __func__);
+    Diag::logAt(Diag::diagLogger(), log4cplus::TRACE_LOG_LEVEL, place, [&] {
+        return Diag::formatted("THREAD: ID: %llu %s %s", static_cast<unsigned long long>(kernelId()), name, event);
+    });
 }
 
 void CThreadPrivate::body()
 {
     runningHere = this;
-    log("start");
+    log("start", {thisFile, __LINE__, __func__});
     {
         const CTerminationWindow window;
         ownerRun.load()(owner);
@@ -72,10 +69,10 @@ CThread::~CThread()
     requestStop();
     d->close();
     if (waitForCompletion(stopLimitMsecs))
-        d->log("finished");
+        d->log("finished", {thisFile, __LINE__, __func__});
     else
     {
-        d->log("terminate");
+        d->log("terminate", {thisFile, __LINE__, __func__});
         d->terminateBody();
     }
     CTerminableThread::giveUp(std::move(d));
