@@ -52,6 +52,23 @@ KIV_API int stdErrPrintfError(int err);
 /// printf to standard error, then flush. A null format prints nothing.
 KIV_API void stdErrPrintf(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
+/// From now on SIGINT, SIGILL, SIGFPE, SIGSEGV, SIGTERM and SIGABRT end the process with a report; see OnSignal().
+/// Earlier handlers of these signals are not kept, other signals are not touched.
+///
+/// The handler formats, allocates and looks symbols up: it is a last report of a process whose memory is mostly sound,
+/// such as during development. <kiv/CrashReport.h> has the way that also completes when the heap is broken or a lock
+/// is held.
+KIV_API void installDiagnosticSignalHandlers();
+
+/// The handler itself: prints "SIGNAL <number> - <what it means> in thread <kernel thread id>" and the calling thread's
+/// stack to standard output, then, with the text of the current errno, to standard error, and ends the process with
+/// exit(1), so that exit handlers and static destructors run. Never returns; may be called directly, with any number.
+///
+/// A function of an executable has a name in the report only if it is linked with -rdynamic (CMake: ENABLE_EXPORTS).
+/// When several threads fail at once each gets its report; the first one ends the process. A failure while exit
+/// handlers run is reported too and ends the process at once, with status 1.
+[[noreturn]] KIV_API void OnSignal(int sig);
+
 } // namespace Diag
 } // namespace Kiv
 
