@@ -9,6 +9,7 @@
 #include <kiv/Transition.h>
 
 #include "env/qt/core/MsgQueue.h"
+#include "env/unix/diag/LogRing.h"
 
 // Threads: the queue is the way in for other threads. `handOver` guards who leaves the active state when stop() and the
 // worker meet: the worker marks itself done under it, and stop() either finds it done or leaves the exit to it.
@@ -246,6 +247,7 @@ void CStateMachine::logMessage(const char* format, ...)
     va_start(arguments, format);
     std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
+    Diag::stateMachineLog().add(text);
     d->logCallback(text);
 }
 

@@ -3,6 +3,7 @@
 #define KIV_KIV_H
 
 #include <kiv/Callback.h>
+#include <kiv/CrashReport.h>
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
 #include <kiv/Mutex.h>

@@ -6,6 +6,8 @@
 
 #include <unistd.h>
 
+#include "../../unix/diag/LogRing.h"
+
 namespace Kiv
 {
 
@@ -113,6 +115,7 @@ void CTerminableThread::run()
 {
     // for good: a termination that is still pending must not take effect while Qt cleans up
     setTerminationEnabled(false);
+    Diag::prepareLibraryThread();
     const CEndMark mark(*this);
     if (begin())
         body();
