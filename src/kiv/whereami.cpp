@@ -21,7 +21,7 @@ struct FileCloser
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
 /// Where the result of a query goes; see the header.
-struct CPathReceiver
+struct PathReceiver
 {
     char* out;
     int capacity;
@@ -71,13 +71,13 @@ bool findMapping(std::FILE* maps, std::uintptr_t address, char* path)
 
 int wai_getExecutablePath(char* out, int capacity, int* dirnameLength)
 {
-    return CPathReceiver{out, capacity, dirnameLength}.receiveResolved("/proc/self/exe");
+    return PathReceiver{out, capacity, dirnameLength}.receiveResolved("/proc/self/exe");
 }
 
 __attribute__((noinline)) int wai_getModulePath(char* out, int capacity, int* dirnameLength)
 {
     const auto address = reinterpret_cast<std::uintptr_t>(__builtin_extract_return_addr(__builtin_return_address(0)));
-    const CPathReceiver receiver{out, capacity, dirnameLength};
+    const PathReceiver receiver{out, capacity, dirnameLength};
     for (int attempt = 0; attempt < mapsAttempts; ++attempt)
     {
         const File maps(std::fopen("/proc/self/maps", "re"));
