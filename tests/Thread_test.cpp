@@ -1,18 +1,17 @@
 #include <kiv/Thread.h>
 
 #include <atomic>
-#include <chrono>
 #include <fstream>
 #include <functional>
 #include <memory>
 #include <new>
 #include <string>
-#include <thread>
 
 #include <gmock/gmock.h>
 #include <unistd.h>
 
 #include "RecordingAppender.h"
+#include "WaitUntil.h"
 
 using Kiv::CThread;
 using testing::ElementsAre;
@@ -53,14 +52,6 @@ public:
     CarelessThread() : CThread("careless") {}
     void run() override { body(*this); }
 };
-
-bool waitUntil(const std::function<bool()>& condition)
-{
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!condition() && std::chrono::steady_clock::now() < limit)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    return condition();
-}
 
 std::string logText(const CThread& thread, const std::string& rest)
 {

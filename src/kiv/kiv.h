@@ -2,11 +2,13 @@
 #ifndef KIV_KIV_H
 #define KIV_KIV_H
 
+#include <kiv/AlarmTimer.h>
 #include <kiv/Callback.h>
 #include <kiv/CrashReport.h>
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
 #include <kiv/Mutex.h>
+#include <kiv/PollingTimer.h>
 #include <kiv/State.h>
 #include <kiv/StateMachine.h>
 #include <kiv/Thread.h>

@@ -1,0 +1,121 @@
+/// A timer that calls back from a thread of its own, periodically or a given number of times, without drift.
+#ifndef KIV_ALARMTIMER_H
+#define KIV_ALARMTIMER_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include <kiv/Callback.h>
+#include <kiv/kiv_export.h>
+
+namespace Kiv
+{
+
+class CAlarmTimer;
+class CAlarmTimerPrivate;
+
+/// Receives the alarms of the timers that it was given to.
+class KIV_API IAlarmHandler
+{
+public:
+    /// Called on the timer's thread at each alarm; true lets the timer go on, false ends it.
+    virtual bool onAlarm(CAlarmTimer* timer) = 0;
+
+    virtual ~IAlarmHandler();
+};
+
+/// Has no state and no behaviour; timers take one for the sake of programs that pass one.
+class KIV_API CAlarmTimerManager
+{
+public:
+    virtual ~CAlarmTimerManager();
+};
+
+/// Calls a handler every `interval` milliseconds, a fixed number of times or without end.
+///
+/// Each started timer has a thread of its own; for a deadline that its owner asks about now and then, CPollingTimer is
+/// enough. An alarm goes to the handler, or without one to the callback, or without both nowhere; a subclass may
+/// override alarm() instead.
+///
+/// - Schedule: the alarms of a run are due at t0 + I, t0 + 2 I, ... where t0 is the time of start(); never earlier, and
+///   lateness does not add up. Alarms that fall due while a handler runs follow it back to back until the schedule is
+///   caught up. A new interval counts from the next deadline on. Interval 0 gives the next alarm as soon as the handler
+///   has returned, which keeps a processor busy.
+/// - One at a time: all alarm handlers of the process take turns, in the order in which their alarms fell due. A slow
+///   handler delays every other timer's alarm, and one that never returns stops them all.
+/// - What a handler may call: everything of its own timer and of others, destroying them included; only alarm() would
+///   wait for itself for ever. An exception that leaves a handler ends the process.
+///
+/// | state   | start()                                              | stop()                                         |
+/// |---------|------------------------------------------------------|------------------------------------------------|
+/// | idle    | counts anew; the first alarm comes after an interval | nothing                                        |
+/// | running | moves the next alarm to now + interval, keeps count  | no further alarm; waits up to 100 ms, see stop |
+///
+/// A running timer becomes idle by stop(), by a handler that returns false, and after the last alarm of its count.
+/// While the last alarm is being handled, start() still finds it running and adds no alarm; setCycleCount() does.
+///
+/// Every step is logged on the logger "AlarmTimerLogger": start, stop and end at INFO, each alarm at TRACE.
+///
+/// Threads: safe from any thread, handlers included, except construction and destruction.
+/// Errors: none reported. If the system refuses a thread, that is logged and the timer stays idle.
+/// Units: milliseconds, on the monotonic clock.
+class KIV_API CAlarmTimer
+{
+public:
+    /// An idle timer named "AlarmTimer 0", "AlarmTimer 1", ... as counted in the process. `cycleCount` is the number of
+    /// alarms of a run, 0 for no end. The handler stays the caller's and is there while the timer runs. `manager` is
+    /// ignored.
+    explicit CAlarmTimer(unsigned int interval, unsigned int cycleCount = 0, IAlarmHandler* handler = nullptr,
+                         CAlarmTimerManager* manager = nullptr);
+    CAlarmTimer(const CAlarmTimer&) = delete;
+    CAlarmTimer& operator=(const CAlarmTimer&) = delete;
+
+    /// Stops as stop() does. A subclass that overrides alarm() calls stop() in its own destructor, while it is whole.
+    virtual ~CAlarmTimer();
+
+    virtual void start();
+
+    /// Ends the run; no handler begins any more. Waits up to 100 ms for a handler that is running; then terminates the
+    /// timer's thread, which takes effect at the handler's next cancellation point (pthreads(7); what is said there at
+    /// CThread holds for handlers too), logs that and goes on. Called by the timer's own handler it returns at once,
+    /// and the run ends with the handler. Always 0.
+    virtual std::uint32_t stop();
+
+    /// What the timer's thread calls at each alarm: waits for its turn among the alarms of all timers and calls the
+    /// handler, else the callback. True lets the timer go on. Never call it from a handler.
+    virtual bool alarm();
+
+    /// Made empty, it calls nobody from the next alarm on.
+    void setAlarmCallback(const cb::Callback0<bool>& callback);
+
+    /// True from start() until the run has ended completely, the last handler included.
+    bool isStarted() const;
+
+    unsigned int getInterval() const;
+    void setInterval(unsigned int interval);
+
+    /// Sets the number of alarms of a run, 0 for no end; a running timer counts anew from here.
+    void setCycleCount(unsigned int count);
+
+    /// A flag for the application; the timer itself does not look at it.
+    void enableDebug(bool enable);
+    bool isDebugEnabled() const;
+
+    /// Does nothing.
+    void printDebugState() const;
+
+    /// The name shows in the log and, from the next start() on, as the name of the timer's thread (its first 15 bytes).
+    void setName(const std::string& name);
+    std::string name() const;
+
+    /// A new manager; the caller deletes it.
+    static CAlarmTimerManager* createTimerManager();
+
+private:
+    std::shared_ptr<CAlarmTimerPrivate> d;
+};
+
+} // namespace Kiv
+
+#endif
