@@ -16,6 +16,10 @@ namespace
 
 constexpr qint64 beginLimitMsecs = 1000;
 
+// Qt takes the first thread that meets it for the main thread, and while that one ends it leaks what it keeps about the
+// others. So it meets the thread that loads the library, which lasts.
+[[maybe_unused]] const QThread* const qtMainThread = QThread::currentThread();
+
 /// The threads that were given up before they ended. Never destroyed: they may outlive every other object.
 struct ThreadPark
 {
