@@ -19,7 +19,7 @@ namespace
 {
 
 using Clock = std::chrono::steady_clock;
-constexpr int64_t runMsecs = 3000;
+constexpr unsigned runMsecs = 3000;
 
 double medianOf(std::vector<double> values, double percentile = 0.5)
 {
@@ -32,8 +32,7 @@ double medianOf(std::vector<double> values, double percentile = 0.5)
 class Alarms
 {
 public:
-    explicit Alarms(int64_t intervalMsecs)
-        : interval(intervalMsecs), count(static_cast<std::size_t>(runMsecs / interval))
+    explicit Alarms(unsigned intervalMsecs) : interval(intervalMsecs), count(runMsecs / intervalMsecs)
     {
         times.reserve(count);
         start = Clock::now();
@@ -71,13 +70,14 @@ private:
     std::vector<Clock::time_point> times;
 };
 
+template<unsigned msecs>
 void alarmKiv(benchmark::State& state)
 {
     log4cplus::Logger::getInstance("AlarmTimerLogger").setLogLevel(log4cplus::OFF_LOG_LEVEL);
     for (auto _ : state)
     {
-        Kiv::CAlarmTimer timer(static_cast<unsigned>(state.range(0)));
-        Alarms alarms(state.range(0));
+        Kiv::CAlarmTimer timer(msecs);
+        Alarms alarms(msecs);
         timer.setAlarmCallback([&alarms] { return alarms.note(); });
         timer.start();
         while (timer.isStarted())
@@ -86,13 +86,14 @@ void alarmKiv(benchmark::State& state)
     }
 }
 
+template<unsigned msecs>
 void alarmAsio(benchmark::State& state)
 {
     for (auto _ : state)
     {
         boost::asio::io_context context(1);
         boost::asio::steady_timer timer(context);
-        Alarms alarms(state.range(0));
+        Alarms alarms(msecs);
         std::function<void(const boost::system::error_code&)> alarm = [&](const boost::system::error_code&) {
             if (!alarms.note())
                 return;
@@ -113,11 +114,12 @@ void sleepUntil(Clock::time_point due)
     clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &time, nullptr);
 }
 
+template<unsigned msecs>
 void alarmNanosleep(benchmark::State& state)
 {
     for (auto _ : state)
     {
-        Alarms alarms(state.range(0));
+        Alarms alarms(msecs);
         std::thread([&alarms] {
             prctl(PR_SET_TIMERSLACK, 1UL);
             do
@@ -130,9 +132,9 @@ void alarmNanosleep(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(alarmKiv)->Name("alarm every 1 ms, 3 s/kiv")->Arg(1)->UseRealTime()->Iterations(1);
-BENCHMARK(alarmAsio)->Name("alarm every 1 ms, 3 s/Boost.Asio steady_timer")->Arg(1)->UseRealTime()->Iterations(1);
-BENCHMARK(alarmNanosleep)->Name("alarm every 1 ms, 3 s/clock_nanosleep")->Arg(1)->UseRealTime()->Iterations(1);
-BENCHMARK(alarmKiv)->Name("alarm every 10 ms, 3 s/kiv")->Arg(10)->UseRealTime()->Iterations(1);
-BENCHMARK(alarmAsio)->Name("alarm every 10 ms, 3 s/Boost.Asio steady_timer")->Arg(10)->UseRealTime()->Iterations(1);
-BENCHMARK(alarmNanosleep)->Name("alarm every 10 ms, 3 s/clock_nanosleep")->Arg(10)->UseRealTime()->Iterations(1);
+BENCHMARK(alarmKiv<1>)->Name("alarm every 1 ms, 3 s/kiv")->UseRealTime()->Iterations(1);
+BENCHMARK(alarmAsio<1>)->Name("alarm every 1 ms, 3 s/Boost.Asio steady_timer")->UseRealTime()->Iterations(1);
+BENCHMARK(alarmNanosleep<1>)->Name("alarm every 1 ms, 3 s/clock_nanosleep")->UseRealTime()->Iterations(1);
+BENCHMARK(alarmKiv<10>)->Name("alarm every 10 ms, 3 s/kiv")->UseRealTime()->Iterations(1);
+BENCHMARK(alarmAsio<10>)->Name("alarm every 10 ms, 3 s/Boost.Asio steady_timer")->UseRealTime()->Iterations(1);
+BENCHMARK(alarmNanosleep<10>)->Name("alarm every 10 ms, 3 s/clock_nanosleep")->UseRealTime()->Iterations(1);
