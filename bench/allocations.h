@@ -11,7 +11,8 @@
 
 inline std::atomic<std::size_t> allocationCount{0};
 
-void* operator new(std::size_t size)
+// Not inlined: seeing through them, the compiler takes malloc and operator delete for a mismatched pair.
+[[gnu::noinline]] void* operator new(std::size_t size)
 {
     allocationCount.fetch_add(1, std::memory_order_relaxed);
     if (void* memory = std::malloc(size ? size : 1))
@@ -19,8 +20,8 @@ void* operator new(std::size_t size)
     throw std::bad_alloc();
 }
 
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 /// Reports the allocations per iteration of a benchmark as its counter "allocs".
 class CAllocationCounter
