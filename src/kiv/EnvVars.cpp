@@ -1,5 +1,6 @@
 #include <kiv/EnvVars.h>
 
+#include <array>
 #include <atomic>
 #include <cstdlib>
 #include <mutex>
@@ -20,10 +21,8 @@ namespace
 constexpr const char delimStart[] = "${";
 constexpr const char delimStop[] = "}";
 
-// The environment keeps a pointer to the text, so it is never freed.
-void publish(const char* name, const std::string& value)
+void publish(std::string& text)
 {
-    std::string& text = *new std::string(std::string(name) + "=" + value);
     // Asked for together with its value, so that an inherited variable of this name is replaced.
     if (std::getenv(text.c_str()) == nullptr)
         putenv(text.data());
@@ -48,9 +47,11 @@ void initEnvironmentVars()
     const std::lock_guard<CMutex> guard(lock);
     if (initialized)
         return;
-    publish("COMMON_APPDATA", dataLocation());
-    publish("DATA_LOCATION", dataLocation());
-    publish("APP_PATH", getApplicationDirPath());
+    // The environment keeps pointers to these texts, so they are never freed.
+    static auto& texts = *new std::array<std::string, 3>{
+        "COMMON_APPDATA=" + dataLocation(), "DATA_LOCATION=" + dataLocation(), "APP_PATH=" + getApplicationDirPath()};
+    for (std::string& text : texts)
+        publish(text);
     initialized = true;
 }
 
