@@ -2,7 +2,7 @@
 
 #include <climits>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -29,8 +29,9 @@ std::string writeFile(const std::filesystem::path& path, const std::string& text
 
 std::string readFile(const std::filesystem::path& path)
 {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
 }
 
 const std::string stamp = "[0-9][0-9]-[0-9][0-9]-[0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9] ";
