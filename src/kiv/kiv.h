@@ -7,6 +7,7 @@
 #include <kiv/CrashReport.h>
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
+#include <kiv/IniFile.h>
 #include <kiv/Mutex.h>
 #include <kiv/PollingTimer.h>
 #include <kiv/State.h>

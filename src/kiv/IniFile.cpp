@@ -1,0 +1,363 @@
+#include <kiv/IniFile.h>
+
+#include <cerrno>
+#include <mutex>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <kiv/Mutex.h>
+#include <kiv/errno_translation.h>
+
+#include "LineReader.h"
+#include "NamedList.h"
+
+namespace Kiv
+{
+
+const std::string WhiteSpace = " \t\n\r";
+const std::string CommentIndicators = ";#";
+const std::string EqualIndicators = "=:";
+
+namespace
+{
+
+constexpr ErrCode codeNoSuchEntity = 2;
+constexpr ErrCode codeIoError = 5;
+constexpr std::size_t writeBlockSize = 65536;
+
+constexpr ErrCode negated(ErrCode code) { return 0u - code; }
+
+ErrCode writeFailure() { return negated(errno != 0 ? errnoToErrCode(errno) : codeIoError); }
+
+/// Gives a variable a value for as long as this object lives.
+template<class T>
+class CScopedValue
+{
+public:
+    CScopedValue(T& scopedVariable, T value) : variable(scopedVariable) { variable = value; }
+    ~CScopedValue() { variable = T(); }
+    CScopedValue(const CScopedValue&) = delete;
+    CScopedValue& operator=(const CScopedValue&) = delete;
+
+private:
+    T& variable;
+};
+
+/// Deleted keys stay until the process ends: lookups and callers' pointers still reach them.
+void keepForGood(std::unique_ptr<CIniFileKey> key)
+{
+    static CMutex& lock = *new CMutex;
+    static auto& kept = *new std::vector<std::unique_ptr<CIniFileKey>>;
+    const std::lock_guard<CMutex> guard(lock);
+    kept.push_back(std::move(key));
+}
+
+void append(std::string& output, const CIniFileKey& key)
+{
+    output += key.comment();
+    output += key.getKeyName();
+    output += '=';
+    output += key.value();
+    output += '\n';
+}
+
+/// Sets of a few characters are searched faster so than by the library's calls.
+bool isOneOf(char character, const std::string& chars)
+{
+    for (const char member : chars)
+    {
+        if (member == character)
+            return true;
+    }
+    return false;
+}
+
+bool writeText(std::FILE* file, const std::string& text)
+{
+    return std::fwrite(text.data(), 1, text.size(), file) == text.size();
+}
+
+} // namespace
+
+void TrimLeft(std::string& s, const std::string& chars)
+{
+    std::size_t first = 0;
+    while (first < s.size() && isOneOf(s[first], chars))
+        ++first;
+    if (first < s.size())
+        s.erase(0, first);
+}
+
+void TrimRight(std::string& s, const std::string& chars)
+{
+    std::size_t size = s.size();
+    while (size > 0 && isOneOf(s[size - 1], chars))
+        --size;
+    if (size > 0)
+        s.resize(size);
+}
+
+// ---- key
+
+CIniFileKey::CIniFileKey(const std::string& keyName, const std::string& value, const std::string& comment)
+    : name(keyName), commentLines(comment), text(value)
+{}
+
+int CIniFileKey::writeToFile(std::FILE* file)
+{
+    std::string output;
+    append(output, *this);
+    if (file)
+        writeText(file, output);
+    return 0;
+}
+
+// ---- section
+
+static std::string_view nameOf(const CIniFileKey& key) { return key.getKeyName(); }
+
+class CIniFileSectionPrivate
+{
+public:
+    CIniFileSectionPrivate(const std::string& sectionName, const std::string& sectionComment)
+        : name(sectionName), comment(sectionComment)
+    {}
+
+    void appendTo(std::string& output) const;
+
+    std::string name;
+    std::string comment;
+    CNamedList<CIniFileKey> keys;
+};
+
+void CIniFileSectionPrivate::appendTo(std::string& output) const
+{
+    output += comment;
+    output += '[';
+    output += name;
+    output += "]\n";
+    for (const auto& key : keys.items())
+        append(output, *key);
+    output += '\n';
+}
+
+CIniFileSection::CIniFileSection(const std::string& name, const std::string& comment)
+    : d(std::make_unique<CIniFileSectionPrivate>(name, comment))
+{}
+
+CIniFileSection::~CIniFileSection() = default;
+
+const std::string& CIniFileSection::sectionName() const { return d->name; }
+
+CIniFileKey* CIniFileSection::findKey(const std::string& name) const { return d->keys.find(name); }
+
+bool CIniFileSection::containsKey(const std::string& name) const { return findKey(name) != nullptr; }
+
+int CIniFileSection::addKey(const std::string& name, const std::string& value, const std::string& comment)
+{
+    d->keys.append(std::make_unique<CIniFileKey>(name, value, comment));
+    return 0;
+}
+
+int CIniFileSection::removeKey(const std::string& name)
+{
+    if (const CIniFileKey* key = findKey(name))
+    {
+        if (std::unique_ptr<CIniFileKey> detached = d->keys.detach(key))
+            keepForGood(std::move(detached));
+    }
+    return 0;
+}
+
+int CIniFileSection::writeToFile(std::FILE* file)
+{
+    std::string output;
+    d->appendTo(output);
+    if (file)
+        writeText(file, output);
+    return 0;
+}
+
+// ---- file
+
+static std::string_view nameOf(const CIniFileSection& section) { return section.sectionName(); }
+
+class CIniFilePrivate
+{
+public:
+    explicit CIniFilePrivate(const std::string& filePath) : path(filePath) {}
+
+    void parse(std::string& line);
+    bool writeTo(std::FILE* file) const;
+
+    const std::string path;
+    std::string pendingComment;    ///< waits for a section or key; after load() what stands at the end of the file
+    CLineReader* reader = nullptr; ///< of the load() under way
+    CNamedList<CIniFileSection> sections;
+
+private:
+    void parseSection(std::string& line);
+    void parseKey(std::string& line);
+
+    std::string value; ///< scratch of parseKey(): keeps its memory from line to line
+};
+
+void CIniFilePrivate::parse(std::string& line)
+{
+    TrimLeft(line, WhiteSpace);
+    if (line.empty())
+        return;
+    if (line[0] == ';' || line[0] == '#')
+    {
+        pendingComment += line;
+        return;
+    }
+    TrimRight(line, WhiteSpace);
+    if (line[0] == '[')
+        parseSection(line);
+    else
+        parseKey(line);
+}
+
+void CIniFilePrivate::parseSection(std::string& line)
+{
+    line.erase(0, 1);
+    line.erase(line.rfind(']'), 1); // throws std::out_of_range when there is none
+    sections.append(std::make_unique<CIniFileSection>(line, pendingComment));
+    pendingComment.clear();
+}
+
+void CIniFilePrivate::parseKey(std::string& line)
+{
+    const std::size_t equals = line.find('=');
+    if (equals == std::string::npos || sections.items().empty())
+        return;
+    value.assign(line, equals + 1);
+    TrimLeft(value, WhiteSpace);
+    line.erase(equals);
+    TrimRight(line, WhiteSpace);
+    sections.items().back()->addKey(line, value, pendingComment);
+    pendingComment.clear();
+}
+
+/// Writes block by block; false as soon as one cannot be written, with the reason in errno.
+bool CIniFilePrivate::writeTo(std::FILE* file) const
+{
+    std::string block;
+    for (const auto& section : sections.items())
+    {
+        section->d->appendTo(block);
+        if (block.size() < writeBlockSize)
+            continue;
+        if (!writeText(file, block))
+            return false;
+        block.clear();
+    }
+    block += pendingComment;
+    block += '\n';
+    return writeText(file, block);
+}
+
+CIniFile::CIniFile(const std::string& path) : d(std::make_unique<CIniFilePrivate>(path)) {}
+
+CIniFile::~CIniFile() = default;
+
+ErrCode CIniFile::load()
+{
+    CLineReader reader(d->path);
+    if (!reader.isOpen())
+        return negated(codeNoSuchEntity);
+    d->pendingComment.clear();
+    const CScopedValue<CLineReader*> current(d->reader, &reader);
+    std::string line;
+    while (!reader.atEnd())
+    {
+        if (const ErrCode code = readLine(line))
+            return code;
+        d->parse(line);
+    }
+    return 0;
+}
+
+ErrCode CIniFile::updateFile()
+{
+    FileHandle file(std::fopen(d->path.c_str(), "wt"));
+    if (!file)
+        return negated(codeNoSuchEntity);
+    errno = 0;
+    if (!d->writeTo(file.get()))
+        return writeFailure();
+    return std::fclose(file.release()) == 0 ? 0 : writeFailure();
+}
+
+ErrCode CIniFile::readLine(std::string& line)
+{
+    if (d->reader && d->reader->read(line))
+        return 0;
+    return negated(codeIoError);
+}
+
+void CIniFile::clear() { d->sections.clear(); }
+
+CIniFileSection* CIniFile::addSection(const std::string& name, const std::string& comment)
+{
+    d->sections.append(std::make_unique<CIniFileSection>(name, comment));
+    return d->sections.items().back().get();
+}
+
+int CIniFile::eraseSection(const std::string& name)
+{
+    if (const CIniFileSection* section = findSection(name))
+        d->sections.remove(section);
+    return 0;
+}
+
+bool CIniFile::existsSection(const std::string& name) const { return findSection(name) != nullptr; }
+
+CIniFileSection* CIniFile::findSection(const std::string& name) const { return d->sections.find(name); }
+
+bool CIniFile::existsKey(const std::string& section, const std::string& key) const
+{
+    return findKey(section, key) != nullptr;
+}
+
+CIniFileKey* CIniFile::findKey(const std::string& section, const std::string& key) const
+{
+    const CIniFileSection* found = findSection(section);
+    return found ? found->findKey(key) : nullptr;
+}
+
+unsigned short CIniFile::sectionCount() const { return static_cast<unsigned short>(d->sections.items().size()); }
+
+const std::string& CIniFile::sectionName(unsigned short index) const
+{
+    static const std::string emptyString;
+    const auto& sections = d->sections.items();
+    if (sectionCount() < index || index >= sections.size())
+        return emptyString;
+    return sections[index]->sectionName();
+}
+
+std::int32_t CIniFile::keyCountInSection(const std::string& section) const
+{
+    const CIniFileSection* found = findSection(section);
+    return found ? static_cast<std::int32_t>(found->d->keys.items().size()) : -1;
+}
+
+const std::string& CIniFile::keyName(const std::string& section, unsigned short index) const
+{
+    static const std::string emptyString;
+    const CIniFileSection* found = findSection(section);
+    if (!found || index > found->d->keys.items().size())
+        return emptyString;
+    return found->d->keys.items().at(index)->getKeyName();
+}
+
+int CIniFile::deleteKey(const std::string& section, const std::string& key)
+{
+    CIniFileSection* found = findSection(section);
+    return found ? found->removeKey(key) : 0;
+}
+
+} // namespace Kiv

@@ -1,0 +1,328 @@
+#include <kiv/IniFile.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "TemporaryDirectory.h"
+
+using Kiv::CIniFile;
+using Kiv::CIniFileKey;
+using Kiv::CIniFileSection;
+using namespace std::string_literals;
+
+namespace
+{
+
+constexpr ErrCode noSuchEntity = 0u - 2u;
+constexpr ErrCode ioError = 0u - 5u;
+constexpr ErrCode noSpaceLeft = 0u - 28u;
+
+class IniFile : public testing::Test
+{
+protected:
+    void write(const std::string& bytes) const { std::ofstream(path, std::ios::binary) << bytes; }
+
+    std::string bytes() const
+    {
+        std::ostringstream all;
+        all << std::ifstream(path, std::ios::binary).rdbuf();
+        return all.str();
+    }
+
+    /// What load() and updateFile() make of a file.
+    std::string rewritten(const std::string& text) const
+    {
+        write(text);
+        CIniFile ini(path);
+        EXPECT_EQ(ini.load(), 0u);
+        EXPECT_EQ(ini.updateFile(), 0u);
+        return bytes();
+    }
+
+    const TemporaryDirectory directory;
+    const std::string path = directory.path() / "test.ini";
+};
+
+std::string value(const CIniFile& ini, const std::string& section, const std::string& key)
+{
+    std::string result;
+    ini.readString(section, key, "(default)", result);
+    return result;
+}
+
+std::vector<std::string> sectionNames(const CIniFile& ini)
+{
+    std::vector<std::string> names;
+    for (unsigned short i = 0; i < ini.sectionCount(); ++i)
+        names.push_back(ini.sectionName(i));
+    return names;
+}
+
+std::ptrdiff_t openFiles()
+{
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+    return std::distance(begin(descriptors), end(descriptors));
+}
+
+} // namespace
+
+TEST_F(IniFile, ComesBackInItsOneFormAndStaysSo)
+{
+    const struct
+    {
+        const char* name;
+        std::string text;
+        std::string expected;
+    } rows[] = {
+        {"nothing at all", "", "\n"},
+        {"blanks around name and value", "[S]\n  key1 =  some value = more  \n", "[S]\nkey1=some value = more\n\n\n"},
+        {"tabs and blank lines", "\n \t \n[S]\n\n\tk\t=\tv\t\n\n\n", "[S]\nk=v\n\n\n"},
+        {"empty value, empty name", "[S]\nk=\n=x\n", "[S]\nk=\n=x\n\n\n"},
+        {"a line that is no key passes its comment on", "[S]\n; c\nname: value\nk=v\n", "[S]\n; c\nk=v\n\n\n"},
+        {"comments lose their indentation", "  ; c1\n\t# c2\n[S]\n   ;c3\nk=v\n", "; c1\n# c2\n[S]\n;c3\nk=v\n\n\n"},
+        {"comment at the end", "[S]\nk=v\n# end\n\n; really\n", "[S]\nk=v\n\n# end\n; really\n\n"},
+        {"only a comment", "; c\n", "; c\n\n"},
+        {"CR LF stays in comments only", "; c\r\n[S]\r\nk=v\r\n\r\n", "; c\r\n[S]\nk=v\n\n\n"},
+        {"odd section lines", "[abc] x\n[a]b]\n[]\n[ s ]  \n[[t]\n", "[abc x]\n\n[a]b]\n\n[]\n\n[ s ]\n\n[[t]\n\n\n"},
+        {"a key before any section passes its comment on", "; c\nk=v\n[S]\n", "; c\n[S]\n\n\n"},
+        {"no line break at the end", "[S]\nk=v", "[S]\nk=v\n\n\n"},
+        {"names given twice", "[S]\na=1\na=2\n[T]\n[S]\nb=3\n", "[S]\na=1\na=2\n\n[T]\n\n[S]\nb=3\n\n\n"},
+        {"NUL bytes", "; c\0c\n[S\0]\nk\0=\0v\0\n"s, "; c\0c\n[S\0]\nk\0=\0v\0\n\n\n"s},
+        {"bytes above 127", "[\xC3\xA4]\n\xFF=\xA0\n", "[\xC3\xA4]\n\xFF=\xA0\n\n\n"},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(rewritten(row.text), row.expected);
+        EXPECT_EQ(rewritten(row.expected), row.expected);
+    }
+    // A last comment without line break gets one, and after that the file's own.
+    EXPECT_EQ(rewritten("; c"), "; c\n");
+    EXPECT_EQ(rewritten("; c\n"), "; c\n\n");
+}
+
+TEST_F(IniFile, LinesOfAnyLengthAreReadWhole)
+{
+    for (const int size : {1, 252, 253, 254, 255, 65525, 65526, 65527, 65528, 65529, 65530, 131072, 1 << 20})
+    {
+        const auto length = static_cast<std::size_t>(size);
+        const std::string text =
+            "[S]\n; " + std::string(length, 'c') + "\nlong=" + std::string(length, 'v') + "\nlast=1\n\n\n";
+        EXPECT_TRUE(rewritten(text) == text) << length;
+    }
+}
+
+TEST_F(IniFile, AnswersByNameAndByPosition)
+{
+    write("; of A\n[A]\n# of k\nk=1\nk=2\nK=3\n[B]\n[A]\nx=4\n");
+    CIniFile ini(path);
+    ASSERT_EQ(ini.load(), 0u);
+    EXPECT_THAT(sectionNames(ini), testing::ElementsAre("A", "B", "A"));
+    EXPECT_EQ(ini.keyCountInSection("A"), 3);
+    EXPECT_EQ(ini.keyCountInSection("B"), 0);
+    EXPECT_EQ(ini.keyName("A", 2), "K");
+    EXPECT_EQ(value(ini, "A", "k"), "1");
+    EXPECT_EQ(ini.findKey("A", "k")->comment(), "# of k\n");
+    EXPECT_EQ(ini.findKey("A", "K")->value(), "3");
+    EXPECT_FALSE(ini.existsKey("A", "x")) << "lookups reach the first of two sections";
+
+    EXPECT_EQ(ini.findSection("a"), nullptr);
+    EXPECT_EQ(ini.findKey("C", "k"), nullptr);
+    EXPECT_FALSE(ini.existsKey("C", "k"));
+    EXPECT_EQ(ini.keyCountInSection("C"), -1);
+    EXPECT_EQ(ini.keyName("C", 0), "");
+    EXPECT_EQ(ini.keyName("A", 4), "");
+    EXPECT_THROW(ini.keyName("A", 3), std::out_of_range);
+    EXPECT_EQ(ini.sectionName(3), "");
+    EXPECT_EQ(ini.sectionName(4), "");
+    EXPECT_EQ(ini.sectionName(65535), "");
+}
+
+TEST_F(IniFile, SecondLoadAppendsAndClearKeepsTheCommentAtTheEnd)
+{
+    write("[S]\nk=v\n; end\n");
+    CIniFile ini(path);
+    ini.load();
+    ini.load();
+    EXPECT_THAT(sectionNames(ini), testing::ElementsAre("S", "S"));
+    ini.clear();
+    EXPECT_EQ(ini.sectionCount(), 0);
+    EXPECT_FALSE(ini.existsSection("S"));
+    EXPECT_EQ(ini.updateFile(), 0u);
+    EXPECT_EQ(bytes(), "; end\n\n");
+}
+
+TEST_F(IniFile, FailuresAreToldAndLeaveNoFileOpen)
+{
+    write("[A]\nk=v\n; c\n[Main\n[B]\n");
+    const auto before = openFiles();
+    CIniFile broken(path);
+    try
+    {
+        broken.load();
+        ADD_FAILURE() << "a section line without ']' went through";
+    }
+    catch (const std::out_of_range& error)
+    {
+        EXPECT_THAT(error.what(), testing::HasSubstr("basic_string::erase"));
+    }
+    EXPECT_THAT(sectionNames(broken), testing::ElementsAre("A"));
+    std::string line;
+    EXPECT_EQ(broken.readLine(line), ioError) << "no load() is under way";
+
+    CIniFile folder(directory.path());
+    EXPECT_EQ(folder.load(), ioError);
+    EXPECT_EQ(folder.updateFile(), noSuchEntity);
+
+    CIniFile missing(directory.path() / "missing" / "test.ini");
+    missing.writeString("S", "k", "v");
+    EXPECT_EQ(missing.load(), noSuchEntity);
+    EXPECT_EQ(missing.updateFile(), noSuchEntity);
+    EXPECT_EQ(value(missing, "S", "k"), "v");
+    EXPECT_EQ(openFiles(), before);
+}
+
+TEST_F(IniFile, FullDiskIsToldWhateverTheSizeAndTheModelLives)
+{
+    const auto before = openFiles();
+    for (const int keys : {1, 20000})
+    {
+        CIniFile ini("/dev/full");
+        CIniFileSection* section = ini.addSection("S", "");
+        for (int i = 0; i < keys; ++i)
+            section->addKey("key", "value", "; comment\n");
+        EXPECT_EQ(ini.updateFile(), noSpaceLeft);
+        EXPECT_EQ(ini.keyCountInSection("S"), keys);
+    }
+    EXPECT_EQ(openFiles(), before);
+}
+
+TEST_F(IniFile, DeletedKeyIsNoLongerWrittenYetStillFound)
+{
+    write("[S]\na=1\nb=2\nc=3\n");
+    CIniFile ini(path);
+    ini.load();
+    const CIniFileKey* deleted = ini.findKey("S", "b");
+    EXPECT_EQ(ini.deleteKey("S", "b"), 0);
+    EXPECT_EQ(ini.deleteKey("S", "b"), 0) << "once more";
+    EXPECT_EQ(ini.deleteKey("S", "none"), 0);
+    EXPECT_EQ(ini.deleteKey("none", "b"), 0);
+    EXPECT_EQ(ini.keyCountInSection("S"), 2);
+    EXPECT_EQ(ini.keyName("S", 1), "c");
+    EXPECT_TRUE(ini.existsKey("S", "b"));
+    EXPECT_EQ(value(ini, "S", "b"), "2");
+
+    ini.writeString("S", "b", "changed");
+    ini.findSection("S")->addKey("b", "added", "");
+    EXPECT_EQ(value(ini, "S", "b"), "changed") << "lookups keep reaching the deleted key";
+    EXPECT_EQ(ini.updateFile(), 0u);
+    EXPECT_EQ(bytes(), "[S]\na=1\nc=3\nb=added\n\n\n");
+    ini.clear();
+    EXPECT_EQ(deleted->value(), "changed");
+}
+
+TEST_F(IniFile, ErasedSectionIsGoneAndItsNameCanBeUsedAgain)
+{
+    CIniFile ini(path);
+    ini.writeString("S", "k", "first");
+    ini.writeString("T", "k", "other");
+    EXPECT_EQ(ini.eraseSection("none"), 0);
+    EXPECT_EQ(ini.eraseSection(ini.sectionName(0)), 0) << "the name goes with the section";
+    EXPECT_FALSE(ini.existsSection("S"));
+    EXPECT_EQ(ini.eraseSection("S"), 0);
+    ini.addSection("S", "; new\n");
+    ini.writeString("S", "k", "second");
+    EXPECT_EQ(ini.updateFile(), 0u);
+    EXPECT_EQ(bytes(), "[T]\nk=other\n\n; new\n[S]\nk=second\n\n\n");
+
+    ini.addSection("T", "")->addKey("k", "later", "");
+    ini.eraseSection("T");
+    EXPECT_EQ(value(ini, "T", "k"), "later") << "the name reaches the next section that bears it";
+}
+
+// Many names come and go: each lookup must give what a plain search of the list gives.
+TEST_F(IniFile, LookupsAgreeWithThePlainListWhateverCameAndWent)
+{
+    std::mt19937 random(1);
+    CIniFile ini(path);
+    std::vector<std::pair<std::string, CIniFileSection*>> list;
+    for (int step = 0; step < 20000; ++step)
+    {
+        const std::string name = std::to_string(random() % 500);
+        const auto first =
+            std::find_if(list.begin(), list.end(), [&](const auto& entry) { return entry.first == name; });
+        ASSERT_EQ(ini.findSection(name), first == list.end() ? nullptr : first->second) << step;
+        if (random() % 2 == 0)
+        {
+            list.emplace_back(name, ini.addSection(name, ""));
+        }
+        else if (first != list.end())
+        {
+            ini.eraseSection(name);
+            list.erase(first);
+        }
+    }
+    ASSERT_EQ(ini.sectionCount(), list.size());
+    for (std::size_t i = 0; i < list.size(); ++i)
+        ASSERT_EQ(ini.sectionName(static_cast<unsigned short>(i)), list[i].first);
+}
+
+TEST_F(IniFile, MoreThan65535SectionsWrapTheCountOnly)
+{
+    std::string text;
+    for (int i = 0; i < 70000; ++i)
+        text += "[s" + std::to_string(i) + "]\nk=" + std::to_string(i) + "\n\n";
+    text += '\n';
+    EXPECT_TRUE(rewritten(text) == text);
+
+    CIniFile ini(path);
+    ini.load();
+    EXPECT_EQ(ini.sectionCount(), 70000 - 65536);
+    EXPECT_EQ(ini.sectionName(4463), "s4463");
+    EXPECT_EQ(ini.sectionName(4465), "");
+    EXPECT_EQ(value(ini, "s69999", "k"), "69999");
+}
+
+TEST_F(IniFile, KeysAndSectionsWriteThemselvesToAStream)
+{
+    CIniFileKey key("k", "v", "; of k\n");
+    CIniFileSection section("S", "; of S\n");
+    section.addKey("a", "1", "");
+    std::FILE* file = std::fopen(path.c_str(), "w");
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(key.writeToFile(file), 0);
+    EXPECT_EQ(section.writeToFile(file), 0);
+    std::fclose(file);
+    EXPECT_EQ(bytes(), "; of k\nk=v\n; of S\n[S]\na=1\n\n");
+    EXPECT_EQ(key.writeToFile(nullptr), 0);
+    EXPECT_EQ(section.writeToFile(nullptr), 0);
+}
+
+TEST(IniFileTrim, LeavesAStringOfNothingElseAsItIs)
+{
+    const struct
+    {
+        std::string text;
+        std::string left;
+        std::string right;
+    } rows[] = {{" \tab c\r\n", "ab c\r\n", " \tab c"}, {"ab", "ab", "ab"}, {" \n", " \n", " \n"}, {"", "", ""}};
+    for (const auto& row : rows)
+    {
+        std::string left = row.text;
+        std::string right = row.text;
+        Kiv::TrimLeft(left, Kiv::WhiteSpace);
+        Kiv::TrimRight(right, Kiv::WhiteSpace);
+        EXPECT_EQ(left, row.left);
+        EXPECT_EQ(right, row.right);
+    }
+}
