@@ -1,0 +1,306 @@
+// A configuration of 1,000 sections with 20 keys each and a comment before every section and key: loaded, read at
+// random, written, beside the peers that keep comments too.
+
+#include <kiv/IniFile.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#define SI_NO_CONVERSION // bytes as they are, as the others take them
+#include <SimpleIni.h>
+#include <glib.h>
+#include <unistd.h>
+
+#include "allocations.h"
+
+namespace
+{
+
+constexpr int sectionTotal = 1000;
+constexpr int keysPerSection = 20;
+constexpr int readTotal = 10000;
+
+std::string sectionName(int section) { return "Section" + std::to_string(section); }
+
+std::string keyName(int key) { return "Key" + std::to_string(key); }
+
+std::string configurationText()
+{
+    std::string text = "# made for the benchmark\n";
+    for (int section = 0; section < sectionTotal; ++section)
+    {
+        text += "# part " + std::to_string(section) + "\n[" + sectionName(section) + "]\n";
+        for (int key = 0; key < keysPerSection; ++key)
+            text += "# what key " + std::to_string(key) + " is for\n" + keyName(key) + "=value number " +
+                    std::to_string(section * keysPerSection + key) + "\n";
+        text += '\n';
+    }
+    return text;
+}
+
+/// A directory of this process in memory where there is one, with the configuration in it; removed at the end.
+class CScratch
+{
+public:
+    CScratch()
+    {
+        const char* parent = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
+        directory = std::string(parent) + "/kiv-ini-bench-" + std::to_string(getpid());
+        std::filesystem::create_directory(directory);
+        const std::string text = configurationText();
+        size = static_cast<std::int64_t>(text.size());
+        std::ofstream(input()) << text;
+    }
+    ~CScratch() { std::filesystem::remove_all(directory); }
+    CScratch(const CScratch&) = delete;
+    CScratch& operator=(const CScratch&) = delete;
+
+    std::string input() const { return directory + "/input.ini"; }
+    std::string output(const std::string& who) const { return directory + "/" + who + ".ini"; }
+    std::int64_t bytes() const { return size; }
+
+private:
+    std::string directory;
+    std::int64_t size = 0;
+};
+
+const CScratch& scratch()
+{
+    static const CScratch only;
+    return only;
+}
+
+struct SPlace
+{
+    std::string section;
+    std::string key;
+};
+
+const std::vector<SPlace>& places()
+{
+    static const std::vector<SPlace> all = [] {
+        std::mt19937 random(4711);
+        std::vector<SPlace> made;
+        for (int i = 0; i < readTotal; ++i)
+        {
+            const int section = static_cast<int>(random() % sectionTotal);
+            made.push_back({sectionName(section), keyName(static_cast<int>(random() % keysPerSection))});
+        }
+        return made;
+    }();
+    return all;
+}
+
+struct SKeyFile
+{
+    SKeyFile() : file(g_key_file_new()) {}
+    ~SKeyFile() { g_key_file_free(file); }
+    SKeyFile(const SKeyFile&) = delete;
+    SKeyFile& operator=(const SKeyFile&) = delete;
+
+    bool load()
+    {
+        return g_key_file_load_from_file(file, scratch().input().c_str(), G_KEY_FILE_KEEP_COMMENTS, nullptr);
+    }
+
+    GKeyFile* file;
+};
+
+/// SimpleIni with what the others do too: case-sensitive names, unaligned "key=value".
+struct SSimpleIni : CSimpleIniCaseA
+{
+    SSimpleIni() { SetSpaces(false); }
+    bool load() { return LoadFile(scratch().input().c_str()) >= 0; }
+};
+
+void countBytes(benchmark::State& state) { state.SetBytesProcessed(state.iterations() * scratch().bytes()); }
+
+void countReads(benchmark::State& state) { state.SetItemsProcessed(state.iterations() * readTotal); }
+
+void check(benchmark::State& state, bool done)
+{
+    if (!done)
+        state.SkipWithError("the file was not read or written");
+}
+
+// ---- load
+
+void loadKiv(benchmark::State& state)
+{
+    const CAllocationCounter counter(state);
+    for (auto _ : state)
+    {
+        Kiv::CIniFile ini(scratch().input());
+        check(state, ini.load() == 0);
+    }
+    countBytes(state);
+}
+
+void loadKeyFile(benchmark::State& state)
+{
+    scratch();
+    for (auto _ : state)
+    {
+        SKeyFile ini;
+        check(state, ini.load());
+    }
+    countBytes(state);
+}
+
+void loadSimpleIni(benchmark::State& state)
+{
+    const CAllocationCounter counter(state);
+    for (auto _ : state)
+    {
+        SSimpleIni ini;
+        check(state, ini.load());
+    }
+    countBytes(state);
+}
+
+// ---- 10,000 reads
+
+void readKiv(benchmark::State& state)
+{
+    Kiv::CIniFile ini(scratch().input());
+    check(state, ini.load() == 0);
+    const std::string missing;
+    std::string value;
+    const CAllocationCounter counter(state);
+    for (auto _ : state)
+    {
+        for (const SPlace& place : places())
+        {
+            ini.readString(place.section, place.key, missing, value);
+            benchmark::DoNotOptimize(value.data());
+        }
+    }
+    countReads(state);
+}
+
+void readKeyFile(benchmark::State& state)
+{
+    SKeyFile ini;
+    check(state, ini.load());
+    for (auto _ : state)
+    {
+        for (const SPlace& place : places())
+        {
+            char* value = g_key_file_get_string(ini.file, place.section.c_str(), place.key.c_str(), nullptr);
+            benchmark::DoNotOptimize(value);
+            g_free(value);
+        }
+    }
+    countReads(state);
+}
+
+void readSimpleIni(benchmark::State& state)
+{
+    SSimpleIni ini;
+    check(state, ini.load());
+    const CAllocationCounter counter(state);
+    for (auto _ : state)
+    {
+        for (const SPlace& place : places())
+            benchmark::DoNotOptimize(ini.GetValue(place.section.c_str(), place.key.c_str(), ""));
+    }
+    countReads(state);
+}
+
+// ---- the first 10,000 reads after a load, whatever is made ready for them included
+
+template<class Ini, class Read>
+void readAtFirst(benchmark::State& state, const Read& read)
+{
+    for (auto _ : state)
+    {
+        state.PauseTiming();
+        auto ini = std::make_unique<Ini>();
+        check(state, ini->load());
+        state.ResumeTiming();
+        for (const SPlace& place : places())
+            read(*ini, place);
+        state.PauseTiming();
+        ini.reset();
+        state.ResumeTiming();
+    }
+    countReads(state);
+}
+
+struct SKivFile : Kiv::CIniFile
+{
+    SKivFile() : CIniFile(scratch().input()) {}
+    bool load() { return CIniFile::load() == 0; }
+};
+
+void readAtFirstKiv(benchmark::State& state)
+{
+    const std::string missing;
+    std::string value;
+    readAtFirst<SKivFile>(state, [&](const SKivFile& ini, const SPlace& place) {
+        ini.readString(place.section, place.key, missing, value);
+        benchmark::DoNotOptimize(value.data());
+    });
+}
+
+void readAtFirstKeyFile(benchmark::State& state)
+{
+    readAtFirst<SKeyFile>(state, [](const SKeyFile& ini, const SPlace& place) {
+        char* value = g_key_file_get_string(ini.file, place.section.c_str(), place.key.c_str(), nullptr);
+        benchmark::DoNotOptimize(value);
+        g_free(value);
+    });
+}
+
+// ---- update
+
+void updateKiv(benchmark::State& state)
+{
+    const std::string path = scratch().output("kiv");
+    std::filesystem::copy_file(scratch().input(), path, std::filesystem::copy_options::overwrite_existing);
+    Kiv::CIniFile ini(path);
+    check(state, ini.load() == 0);
+    const CAllocationCounter counter(state);
+    for (auto _ : state)
+        check(state, ini.updateFile() == 0);
+    countBytes(state);
+}
+
+void updateKeyFile(benchmark::State& state)
+{
+    const std::string path = scratch().output("keyfile");
+    SKeyFile ini;
+    check(state, ini.load());
+    for (auto _ : state)
+        check(state, g_key_file_save_to_file(ini.file, path.c_str(), nullptr));
+    countBytes(state);
+}
+
+void updateSimpleIni(benchmark::State& state)
+{
+    const std::string path = scratch().output("simpleini");
+    SSimpleIni ini;
+    check(state, ini.load());
+    const CAllocationCounter counter(state);
+    for (auto _ : state)
+        check(state, ini.SaveFile(path.c_str(), false) >= 0);
+    countBytes(state);
+}
+
+} // namespace
+
+BENCHMARK(loadKiv)->Name("INI load 1 MB/kiv");
+BENCHMARK(loadKeyFile)->Name("INI load 1 MB/GLib GKeyFile");
+BENCHMARK(loadSimpleIni)->Name("INI load 1 MB/SimpleIni");
+BENCHMARK(readKiv)->Name("INI 10,000 random reads/kiv");
+BENCHMARK(readKeyFile)->Name("INI 10,000 random reads/GLib GKeyFile");
+BENCHMARK(readSimpleIni)->Name("INI 10,000 random reads/SimpleIni");
+BENCHMARK(readAtFirstKiv)->Name("INI first 10,000 random reads/kiv");
+BENCHMARK(readAtFirstKeyFile)->Name("INI first 10,000 random reads/GLib GKeyFile");
+BENCHMARK(updateKiv)->Name("INI update 1 MB on tmpfs/kiv");
+BENCHMARK(updateKeyFile)->Name("INI update 1 MB on tmpfs/GLib GKeyFile");
+BENCHMARK(updateSimpleIni)->Name("INI update 1 MB on tmpfs/SimpleIni");
