@@ -319,7 +319,7 @@ TEST(AlarmTimer, HandlerMayDestroyItsOwnTimer)
     for (int i = 0; i < 200; ++i)
         (new CAlarmTimer(0, 0, &handler))->start();
     EXPECT_TRUE(waitUntil([&] { return destroyed == before + 200; }));
-    EXPECT_TRUE(waitUntil([&] { return threadCount() == threads; }));
+    EXPECT_TRUE(waitUntil([&] { return threadCount() <= threads; }));
 }
 
 // The other timer's thread waits for its turn meanwhile, and must not touch its timer after that.
@@ -495,7 +495,7 @@ TEST(AlarmTimer, DestroyedRightAfterStartItLeavesNoThread)
         timer.setAlarmCallback([] { return ++alarms > 0; });
         timer.start();
     }
-    EXPECT_TRUE(waitUntil([&] { return threadCount() == threads; }));
+    EXPECT_TRUE(waitUntil([&] { return threadCount() <= threads; }));
     const int settled = alarms;
     std::this_thread::sleep_for(milliseconds(20));
     EXPECT_EQ(alarms, settled);
