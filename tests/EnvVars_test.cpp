@@ -52,11 +52,12 @@ TEST(EnvVars, ThreadsPublishTheDirectoryOfTheProgram)
         threads.emplace_back([] { Kiv::Env::initEnvironmentVars(); });
     for (std::thread& thread : threads)
         thread.join();
-    EXPECT_EQ(substituteEnvironmentVars("${APP_PATH}"),
-              std::filesystem::read_symlink("/proc/self/exe").parent_path().string());
+    const std::string directory = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    EXPECT_EQ(substituteEnvironmentVars("${APP_PATH}"), directory);
     setenv("APP_PATH", "/set/by/hand", 1);
     Kiv::Env::initEnvironmentVars();
     EXPECT_STREQ(getenv("APP_PATH"), "/set/by/hand");
+    setenv("APP_PATH", directory.c_str(), 1);
 }
 
 TEST(EnvVars, InheritedValuesAreReplaced)
