@@ -111,7 +111,7 @@ int addModule(dl_phdr_info* info, std::size_t, void*)
     if (isProgram)
         static_cast<void>(!readlink("/proc/self/exe", module.path, sizeof module.path - 1));
     else
-        std::strncpy(module.path, info->dlpi_name, sizeof module.path - 1);
+        std::memcpy(module.path, info->dlpi_name, strnlen(info->dlpi_name, sizeof module.path - 1));
     ++moduleCount;
     return 0;
 }

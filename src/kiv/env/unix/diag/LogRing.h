@@ -25,7 +25,7 @@ public:
     void add(const char* text)
     {
         char padded[lineSize] = "";
-        std::strncpy(padded, text, lineSize - 1);
+        std::memcpy(padded, text, strnlen(text, lineSize - 1));
         auto& line = lines[next.fetch_add(1, std::memory_order_relaxed) % lineCount];
         for (std::size_t word = 0; word < line.size(); ++word)
         {
