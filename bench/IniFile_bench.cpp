@@ -131,12 +131,13 @@ void check(benchmark::State& state, bool done)
 
 void loadKiv(benchmark::State& state)
 {
-    const CAllocationCounter counter(state);
-    for (auto _ : state)
-    {
+    const auto load = [&] {
         Kiv::CIniFile ini(scratch().input());
         check(state, ini.load() == 0);
-    }
+    };
+    countAllocationsOf(state, load);
+    for (auto _ : state)
+        load();
     countBytes(state);
 }
 
@@ -153,12 +154,13 @@ void loadKeyFile(benchmark::State& state)
 
 void loadSimpleIni(benchmark::State& state)
 {
-    const CAllocationCounter counter(state);
-    for (auto _ : state)
-    {
+    const auto load = [&] {
         SSimpleIni ini;
         check(state, ini.load());
-    }
+    };
+    countAllocationsOf(state, load);
+    for (auto _ : state)
+        load();
     countBytes(state);
 }
 
@@ -285,9 +287,10 @@ void updateSimpleIni(benchmark::State& state)
     const std::string path = scratch().output("simpleini");
     SSimpleIni ini;
     check(state, ini.load());
-    const CAllocationCounter counter(state);
+    const auto update = [&] { check(state, ini.SaveFile(path.c_str(), false) >= 0); };
+    countAllocationsOf(state, update);
     for (auto _ : state)
-        check(state, ini.SaveFile(path.c_str(), false) >= 0);
+        update();
     countBytes(state);
 }
 

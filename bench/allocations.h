@@ -10,11 +10,13 @@
 #include <benchmark/benchmark.h>
 
 inline std::atomic<std::size_t> allocationCount{0};
+inline std::atomic<bool> countsAllocations{false};
 
 // Not inlined: seeing through them, the compiler takes malloc and operator delete for a mismatched pair.
 [[gnu::noinline]] void* operator new(std::size_t size)
 {
-    allocationCount.fetch_add(1, std::memory_order_relaxed);
+    if (countsAllocations.load(std::memory_order_relaxed))
+        allocationCount.fetch_add(1, std::memory_order_relaxed);
     if (void* memory = std::malloc(size ? size : 1))
         return memory;
     throw std::bad_alloc();
@@ -27,9 +29,13 @@ inline std::atomic<std::size_t> allocationCount{0};
 class CAllocationCounter
 {
 public:
-    explicit CAllocationCounter(benchmark::State& benchmarkState) : state(benchmarkState), before(allocationCount) {}
+    explicit CAllocationCounter(benchmark::State& benchmarkState) : state(benchmarkState), before(allocationCount)
+    {
+        countsAllocations = true;
+    }
     ~CAllocationCounter()
     {
+        countsAllocations = false;
         state.counters["allocs"] =
             benchmark::Counter(static_cast<double>(allocationCount - before), benchmark::Counter::kAvgIterations);
     }
@@ -40,5 +46,17 @@ private:
     benchmark::State& state;
     std::size_t before;
 };
+
+/// Reports the allocations of one call as the counter "allocs": for work that allocates so much that counting in the
+/// timed loop would be noticed there.
+template<class Work>
+void countAllocationsOf(benchmark::State& state, const Work& work)
+{
+    const std::size_t before = allocationCount;
+    countsAllocations = true;
+    work();
+    countsAllocations = false;
+    state.counters["allocs"] = static_cast<double>(allocationCount - before);
+}
 
 #endif
