@@ -42,7 +42,7 @@ public:
 ///   lateness does not add up. Alarms that fall due while a handler runs follow it back to back until the schedule is
 ///   caught up. A new interval counts from the next deadline on. Interval 0 gives the next alarm as soon as the handler
 ///   has returned, which keeps a processor busy.
-/// - One at a time: all alarm handlers of the process take turns, in the order in which their alarms fell due. A slow
+/// - One at a time: all alarm handlers of the process take turns, in the order in which they came to it. A slow
 ///   handler delays every other timer's alarm, and one that never returns stops them all.
 /// - What a handler may call: everything of its own timer and of others, destroying them included; only alarm() would
 ///   wait for itself for ever. An exception that leaves a handler ends the process.
@@ -74,16 +74,18 @@ public:
     /// Stops as stop() does. A subclass that overrides alarm() calls stop() in its own destructor, while it is whole.
     virtual ~CAlarmTimer();
 
+    /// Gives the first alarm an interval from now, or moves the next one there; see the table.
     virtual void start();
 
-    /// Ends the run; no handler begins any more. Waits up to 100 ms for a handler that is running; then terminates the
-    /// timer's thread, which takes effect at the handler's next cancellation point (pthreads(7); what is said there at
-    /// CThread holds for handlers too), logs that and goes on. Called by the timer's own handler it returns at once,
-    /// and the run ends with the handler. Always 0.
+    /// Ends the run; no handler begins any more. Waits up to 100 ms for a handler that is running. One that takes
+    /// longer is terminated at its next cancellation point, as the body of a CThread is; that is logged, and stop()
+    /// goes on without it. What such a handler uses must outlive it. Called by the timer's own handler, stop() returns
+    /// at once and the run ends with the handler. Always 0.
     virtual std::uint32_t stop();
 
     /// What the timer's thread calls at each alarm: waits for its turn among the alarms of all timers and calls the
-    /// handler, else the callback. True lets the timer go on. Never call it from a handler.
+    /// handler, else the callback. True lets the timer go on. Called by the application it does the same on the calling
+    /// thread; from a handler it would wait for ever.
     virtual bool alarm();
 
     /// Made empty, it calls nobody from the next alarm on.
@@ -93,6 +95,8 @@ public:
     bool isStarted() const;
 
     unsigned int getInterval() const;
+
+    /// Counts from the next deadline on; the wait in progress is not shortened.
     void setInterval(unsigned int interval);
 
     /// Sets the number of alarms of a run, 0 for no end; a running timer counts anew from here.
