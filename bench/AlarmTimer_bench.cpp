@@ -12,7 +12,7 @@
 
 #include <benchmark/benchmark.h>
 #include <boost/asio.hpp>
-#include <log4cplus/configurator.h>
+#include <log4cplus/logger.h>
 #include <sys/prctl.h>
 
 namespace
@@ -35,8 +35,10 @@ public:
     explicit Alarms(unsigned intervalMsecs) : interval(intervalMsecs), count(runMsecs / intervalMsecs)
     {
         times.reserve(count);
-        start = Clock::now();
     }
+
+    /// The schedule starts now.
+    void begin() { start = Clock::now(); }
 
     Clock::time_point due(std::size_t alarm) const { return start + static_cast<int64_t>(alarm + 1) * interval; }
     Clock::time_point nextDue() const { return due(times.size()); }
@@ -79,6 +81,7 @@ void alarmKiv(benchmark::State& state)
         Kiv::CAlarmTimer timer(msecs);
         Alarms alarms(msecs);
         timer.setAlarmCallback([&alarms] { return alarms.note(); });
+        alarms.begin();
         timer.start();
         while (timer.isStarted())
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -100,6 +103,7 @@ void alarmAsio(benchmark::State& state)
             timer.expires_at(alarms.nextDue());
             timer.async_wait(alarm);
         };
+        alarms.begin();
         timer.expires_at(alarms.nextDue());
         timer.async_wait(alarm);
         std::thread([&context] { context.run(); }).join();
@@ -122,6 +126,7 @@ void alarmNanosleep(benchmark::State& state)
         Alarms alarms(msecs);
         std::thread([&alarms] {
             prctl(PR_SET_TIMERSLACK, 1UL);
+            alarms.begin();
             do
                 sleepUntil(alarms.nextDue());
             while (alarms.note());
