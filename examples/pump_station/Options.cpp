@@ -1,0 +1,82 @@
+#include "Options.h"
+
+#include <getopt.h>
+
+#include <kiv/util.h>
+
+#include "Figures.h"
+#include "Settings.h"
+
+namespace PumpStation
+{
+
+namespace
+{
+
+constexpr option longOptions[] = {
+    {"speed", required_argument, nullptr, 's'},  {"config", required_argument, nullptr, 'c'},
+    {"inflow", required_argument, nullptr, 'i'}, {"quiet", no_argument, nullptr, 'q'},
+    {"help", no_argument, nullptr, 'h'},         {nullptr, 0, nullptr, 0},
+};
+
+int toSpeed(const std::string& text)
+{
+    const auto speed = toNumber(text);
+    if (!speed || *speed < 1 || *speed > highestSpeed || *speed != static_cast<int>(*speed))
+        throw CUsageError("--speed takes a whole number from 1 to " + std::to_string(highestSpeed) + ", not '" + text +
+                          "'");
+    return static_cast<int>(*speed);
+}
+
+} // namespace
+
+const char* const helpText =
+    R"(Usage: pump_station [--speed N] [--config FILE] [--inflow FILE] [--quiet] [--help]
+
+Runs a sewage pumping station through a recorded inflow. It prints a line for each simulated minute (time, inflow, level,
+the pumps that run, the active states) and at the end a table. The table depends on config and recording only.
+
+  --speed N       simulated seconds in a real one, 1 to 1000000; by default what the config says
+  --config FILE   the station; by default pump_station.ini beside the program
+  --inflow FILE   the recording, a CSV file; by default what the config says
+  --quiet         print the table only
+  --help          print this text and end
+
+Ctrl-C and SIGTERM end the run; the table then shows what was reached.
+
+Exit status: 0 after the whole recording; 1 if the run failed; 2 for a bad option, config or recording; 130 after Ctrl-C,
+143 after SIGTERM.
+)";
+
+Options::Options(int argc, char** argv) : configPath(Kiv::getApplicationDirPath() + "/pump_station.ini")
+{
+    opterr = 0;
+    const char* current = argv[optind];
+    for (int chosen = 0; (chosen = getopt_long(argc, argv, "+:", longOptions, nullptr)) != -1; current = argv[optind])
+        switch (chosen)
+        {
+        case 's':
+            speed = toSpeed(optarg);
+            break;
+        case 'c':
+            configPath = optarg;
+            break;
+        case 'i':
+            inflowPath = optarg;
+            break;
+        case 'q':
+            quiet = true;
+            break;
+        case 'h':
+            help = true;
+            break;
+        case ':':
+            throw CUsageError(std::string(current) + " needs a value");
+        default:
+            throw CUsageError(std::string("unknown option ") + current);
+        }
+    if (optind < argc)
+        throw CUsageError(std::string("unknown argument ") + argv[optind]);
+}
+
+} // namespace PumpStation

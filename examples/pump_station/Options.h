@@ -1,0 +1,35 @@
+/// What the user chose on the command line.
+#ifndef KIV_PUMPSTATION_OPTIONS_H
+#define KIV_PUMPSTATION_OPTIONS_H
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace PumpStation
+{
+
+class CUsageError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+struct Options
+{
+    /// CUsageError for an option that does not exist or has no sensible value.
+    Options(int argc, char** argv);
+
+    std::string configPath; ///< by default pump_station.ini beside the program
+    std::optional<std::string> inflowPath;
+    std::optional<int> speed;
+    bool quiet = false;
+    bool help = false;
+};
+
+/// The text for --help.
+extern const char* const helpText;
+
+} // namespace PumpStation
+
+#endif

@@ -1,0 +1,148 @@
+#include "PumpController.h"
+
+#include <chrono>
+
+#include "Pumps.h"
+#include "Settings.h"
+#include "StationClock.h"
+#include "StationLog.h"
+
+// Threads: the stepper's thread posts events and waits at the gate; the machine's worker runs the on...() functions and
+// opens the gate. Start and stop of the machine run them on the caller's thread, while the worker is not there.
+
+namespace PumpStation
+{
+
+namespace
+{
+
+// Ten seconds in slices, so that a process that was stopped meanwhile and goes on does not find all of it gone.
+constexpr int slicesOfPatience = 100;
+constexpr std::chrono::milliseconds slice{100};
+
+const Kiv::CAbstractState* childOf(const Kiv::CAbstractState* state)
+{
+    const auto* const group = dynamic_cast<const Kiv::CState*>(state);
+    return group ? group->currentChild() : nullptr;
+}
+
+std::string activePath(const Kiv::CState* region)
+{
+    std::string path;
+    for (const Kiv::CAbstractState* state = region->currentChild(); state; state = childOf(state))
+        path += (path.empty() ? "" : ".") + state->name();
+    return path;
+}
+
+} // namespace
+
+CPumpController::CPumpController(CPumps& stationPumps, CStationClock& stationClock, const CStationLog& log,
+                                 const TimeSettings& timeSettings)
+    : pumps(stationPumps), clock(stationClock), times(timeSettings), runLamp("run lamp", log),
+      faultLamp("fault lamp", log), alarmLamp("alarm lamp", log)
+{
+    machine.setLogMessageCallback({&log, &CStationLog::machineLine});
+    connectActions();
+    connectLamps();
+}
+
+void CPumpController::connectActions()
+{
+    const auto onEntry = [this](Kiv::CAbstractState* state, void (CPumpController::*action)(Kiv::CAbstractState*)) {
+        state->sigEntered.connect(this, action);
+    };
+    onEntry(machine.lampTest, &CPumpController::onLampTest);
+    onEntry(machine.firstPumpTest, &CPumpController::onFirstPumpTest);
+    onEntry(machine.secondPumpTest, &CPumpController::onSecondPumpTest);
+    onEntry(machine.idle, &CPumpController::onIdle);
+    onEntry(machine.onePump, &CPumpController::onOnePump);
+    onEntry(machine.twoPumps, &CPumpController::onTwoPumps);
+    onEntry(machine.spraying, &CPumpController::onSpraying);
+    onEntry(machine.drawdown, &CPumpController::onTwoPumps);
+    onEntry(machine.flushed, &CPumpController::onFlushed);
+    onEntry(machine.waiting, &CPumpController::onWaiting);
+    onEntry(machine.ended, &CPumpController::onEnded);
+    machine.selfTest->sigExited.connect(this, &CPumpController::onPumpsReleased);
+    machine.automatic->sigExited.connect(this, &CPumpController::onPumpsReleased);
+}
+
+void CPumpController::connectLamps()
+{
+    for (CLamp* lamp : {&runLamp, &faultLamp, &alarmLamp})
+        lamp->flashDuring(machine.lampTest);
+    runLamp.flashDuring(machine.automatic);
+    faultLamp.flashDuring(machine.blocked);
+    alarmLamp.flashDuring(machine.highLevel);
+    alarmLamp.flashDuring(machine.overflow);
+}
+
+void CPumpController::start() { machine.start(); }
+
+void CPumpController::stop() { machine.stop(); }
+
+void CPumpController::post(eStationEvent event)
+{
+    ++posted;
+    machine.postEvent(event);
+}
+
+bool CPumpController::finishStep() { return postAndWait(EventStepDone); }
+
+bool CPumpController::endRun() { return postAndWait(EventRecordEnded); }
+
+bool CPumpController::postAndWait(eStationEvent event)
+{
+    handled.close();
+    post(event);
+    for (int waited = 0; waited < slicesOfPatience; ++waited)
+        if (handled.waitUntilOpen(slice))
+            return true;
+    return false;
+}
+
+std::string CPumpController::controlState() const { return activePath(machine.control); }
+
+std::string CPumpController::supervisionState() const { return activePath(machine.supervision); }
+
+void CPumpController::onLampTest(Kiv::CAbstractState*) { clock.startPhase(times.lampTest); }
+
+void CPumpController::onFirstPumpTest(Kiv::CAbstractState*)
+{
+    pumps.runOnly(0);
+    clock.startPhase(times.pumpTest);
+}
+
+void CPumpController::onSecondPumpTest(Kiv::CAbstractState*)
+{
+    pumps.runOnly(1);
+    clock.startPhase(times.pumpTest);
+}
+
+void CPumpController::onIdle(Kiv::CAbstractState*)
+{
+    pumps.runNone();
+    pumps.changeDuty();
+}
+
+void CPumpController::onOnePump(Kiv::CAbstractState*) { pumps.runDuty(); }
+
+void CPumpController::onTwoPumps(Kiv::CAbstractState*) { pumps.runBoth(); }
+
+void CPumpController::onSpraying(Kiv::CAbstractState*) { clock.startPhase(times.spraying); }
+
+void CPumpController::onFlushed(Kiv::CAbstractState*) { flushedOnce = true; }
+
+void CPumpController::onPumpsReleased(Kiv::CAbstractState*) { pumps.runNone(); }
+
+void CPumpController::onWaiting(Kiv::CAbstractState*)
+{
+    // A finished transition queues itself behind the step's events; the step is done when that has fired, too.
+    if (machine.pendingEvents() > 0)
+        machine.postEvent(EventStepDone);
+    else
+        handled.open();
+}
+
+void CPumpController::onEnded(Kiv::CAbstractState*) { handled.open(); }
+
+} // namespace PumpStation

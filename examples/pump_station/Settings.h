@@ -1,0 +1,75 @@
+/// What the pumping station is like: everything that its INI file says.
+#ifndef KIV_PUMPSTATION_SETTINGS_H
+#define KIV_PUMPSTATION_SETTINGS_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace PumpStation
+{
+
+/// The basin that collects the sewage. Beyond its overflow level it runs over into the river.
+struct BasinSettings
+{
+    std::int64_t area; ///< square millimetres
+    int overflowLevel; ///< millimetres above the floor, like all levels
+    int initialLevel;
+};
+
+/// The switching levels, in millimetres, each above the one before.
+struct LevelSettings
+{
+    int dry;         ///< flushing ends
+    int stop;        ///< the pumps stop
+    int startFirst;  ///< the duty pump starts
+    int startSecond; ///< the standby pump joins
+    int highGone;    ///< the high-level alarm ends
+    int high;        ///< the high-level alarm begins
+};
+
+/// What the two pumps deliver, in millilitres per second; they share a rising main, so both do less than twice one.
+struct PumpSettings
+{
+    std::int64_t flowOfOne;
+    std::int64_t flowOfBoth;
+};
+
+/// How long things take, and when the basin is flushed; seconds of the model's time.
+struct TimeSettings
+{
+    int step;
+    int lampTest;
+    int pumpTest;
+    int spraying;
+    int flushAt; ///< since midnight
+};
+
+/// The rising main is blocked from the one time to the other, when somebody has cleared it and says so.
+struct Fault
+{
+    int from; ///< seconds since midnight
+    int until;
+};
+
+struct Settings
+{
+    /// CInputError if the file cannot be used.
+    explicit Settings(const std::string& path);
+
+    BasinSettings basin;
+    LevelSettings levels;
+    PumpSettings pumps;
+    TimeSettings times;
+    std::vector<Fault> faults; ///< one after the other
+    int speed;                 ///< simulated seconds in a real one
+    int alarmInterval;         ///< milliseconds from one look at the model to the next
+    std::string inflowPath;
+    std::string logPath; ///< log4cplus property file
+};
+
+constexpr int highestSpeed = 1000000;
+
+} // namespace PumpStation
+
+#endif

@@ -1,0 +1,115 @@
+// A sewage pumping station on a simulated basin: a small controller made of a state machine, an alarm timer, an INI
+// file and a log. README.md beside this file describes it.
+
+#include <cstdio>
+#include <exception>
+
+#include <kiv/EnvVars.h>
+#include <kiv/diag.h>
+
+#include "InflowRecord.h"
+#include "Options.h"
+#include "Plant.h"
+#include "Report.h"
+#include "Run.h"
+#include "Settings.h"
+#include "StopSignals.h"
+#include "TextFile.h"
+
+using namespace PumpStation;
+
+namespace
+{
+
+constexpr int statusFailed = 1;
+constexpr int statusBadInput = 2;
+constexpr int statusOfSignal = 128; // plus its number
+
+int fail(int status, const std::string& reason)
+{
+    Kiv::Diag::stdErrPrintf("pump_station: %s\n", reason.c_str());
+    return status;
+}
+
+/// Configures logging; unlike log4cplus it minds a property file that is not there.
+void initLogging(const std::string& path)
+{
+    const CTextFile readable(path);
+    Kiv::Diag::init(path);
+}
+
+/// Waits for the run's end and hastens it when a signal says so. The signal's number, or 0.
+int waitForEnd(CRun& run, const CStopSignals& stopSignals)
+{
+    int stoppedBy = 0;
+    while (run.isRunning())
+        if (const int signal = stopSignals.wait(std::chrono::milliseconds(20)))
+        {
+            stoppedBy = signal;
+            run.requestStop();
+        }
+    return stoppedBy;
+}
+
+int control(const Options& options)
+{
+    const CStopSignals stopSignals;
+    Kiv::Env::initEnvironmentVars();
+    const Settings settings(options.configPath);
+    const CInflowRecord record(options.inflowPath.value_or(settings.inflowPath));
+    initLogging(settings.logPath);
+
+    CPlant plant(settings, record);
+    CRun run(plant, settings.alarmInterval, options.speed.value_or(settings.speed), options.quiet);
+    plant.start();
+    run.start();
+    const int signal = waitForEnd(run, stopSignals);
+    plant.stop();
+
+    printTable(plant);
+    switch (run.outcome())
+    {
+    case RunComplete:
+        return 0;
+    case RunInterrupted:
+        return statusOfSignal + signal;
+    case RunStalled:
+        return fail(statusFailed, "the state machine did not answer in time");
+    default:
+        return fail(statusFailed, "the alarm timer could not be started");
+    }
+}
+
+int runProgram(int argc, char** argv)
+{
+    const Options options(argc, argv);
+    if (!options.help)
+        return control(options);
+    std::fputs(helpText, stdout);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    try
+    {
+        const int status = runProgram(argc, argv);
+        return std::fflush(stdout) == 0 && !std::ferror(stdout) ? status
+                                                                : fail(statusFailed, "cannot write the output");
+    }
+    catch (const CUsageError& error)
+    {
+        return fail(statusBadInput, std::string(error.what()) + "; --help lists the options");
+    }
+    catch (const CInputError& error)
+    {
+        return fail(statusBadInput, error.what());
+    }
+    catch (const std::exception& error)
+    {
+        return fail(statusFailed, error.what());
+    }
+}

@@ -1,0 +1,260 @@
+#include <csignal>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ChildProcess.h"
+#include "TemporaryDirectory.h"
+#include "WaitUntil.h"
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+const fs::path program = PUMP_STATION;
+const fs::path exampleFiles = program.parent_path();
+const std::string fullSpeed = "1000000";
+
+std::string contentOf(const fs::path& path)
+{
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+/// Every `from` in a text replaced; there must be one.
+std::string replaced(std::string text, const std::string& from, const std::string& to)
+{
+    std::size_t at = text.find(from);
+    EXPECT_NE(at, text.npos) << from;
+    for (; at != text.npos; at = text.find(from, at + to.size()))
+        text.replace(at, from.size(), to);
+    return text;
+}
+
+struct Outcome
+{
+    int status;
+    std::string out;
+    std::string err;
+};
+
+Outcome runProgram(std::vector<std::string> arguments)
+{
+    arguments.insert(arguments.begin(), program);
+    CChildProcess child(arguments);
+    const int status = child.wait();
+    return {status, child.out(), child.err()};
+}
+
+/// The example's files in a directory of the test's own, with the three hours of the thunderstorm as recording.
+class PumpStation : public testing::Test
+{
+protected:
+    PumpStation()
+    {
+        const std::string day = contentOf(exampleFiles / "inflow.csv");
+        const std::size_t from = day.find("16:30,");
+        recording = "time,inflow\n" + day.substr(from, day.find("19:35,") - from);
+        config = contentOf(exampleFiles / "pump_station.ini");
+        config = replaced(config, "${APP_PATH}", directory.path());
+        config = replaced(config, "AlarmInterval=200", "AlarmInterval=10");
+        write("inflow.csv", recording);
+        write("pump_station.ini", config);
+        write("logging.properties",
+              replaced(contentOf(exampleFiles / "logging.properties"), "${APP_PATH}", directory.path()));
+    }
+
+    std::string path(const std::string& name) const { return directory.path() / name; }
+
+    void write(const std::string& name, const std::string& text) const
+    {
+        std::ofstream(path(name), std::ios::binary) << text;
+    }
+
+    Outcome run(const std::string& speed) const
+    {
+        return runProgram({"--config", path("pump_station.ini"), "--speed", speed});
+    }
+
+    TemporaryDirectory directory;
+    std::string config;
+    std::string recording;
+};
+
+std::string withCarriageReturns(const std::string& text) { return replaced(text, "\n", "\r\n"); }
+
+} // namespace
+
+TEST_F(PumpStation, WholeDayGivesTheExpectedTable)
+{
+    const Outcome day = runProgram({"--quiet", "--speed", fullSpeed});
+    EXPECT_EQ(day.status, 0);
+    EXPECT_EQ(day.out, contentOf(PUMP_STATION_TABLE));
+    EXPECT_EQ(day.err, "");
+}
+
+TEST_F(PumpStation, OutputDoesNotDependOnTheSpeed)
+{
+    const Outcome fast = run(fullSpeed);
+    const Outcome slow = run("7200");
+    EXPECT_EQ(fast.status, 0);
+    EXPECT_EQ(slow.status, 0);
+    EXPECT_EQ(fast.out, slow.out);
+    EXPECT_EQ(fast.err + slow.err, "");
+    EXPECT_THAT(fast.out, StartsWith("16:31  inflow  10.0 l/s  level 0.77 m  pumps - -  Automatic.Idle  Normal\n"));
+}
+
+TEST_F(PumpStation, StatusLinesFollowFaultAndOverflow)
+{
+    const std::string lines = run(fullSpeed).out;
+    EXPECT_THAT(lines, HasSubstr("pumps - -  Blocked  Normal\n19:12  inflow  52.8 l/s"));
+    EXPECT_THAT(lines, HasSubstr("Automatic.TwoPumps  Overflow\n"));
+    EXPECT_THAT(contentOf(path("pump_station.log")),
+                HasSubstr("Station ---[StationFinished::onTransition()]---> Ended"));
+}
+
+TEST_F(PumpStation, FilesWithCarriageReturnsReadTheSame)
+{
+    const std::string out = run(fullSpeed).out;
+    write("inflow.csv", withCarriageReturns(recording));
+    write("pump_station.ini", withCarriageReturns(config));
+    EXPECT_EQ(run(fullSpeed).out, out);
+}
+
+TEST_F(PumpStation, StopSignalEndsTheRunWithTheTableSoFar)
+{
+    for (const int signal : {SIGINT, SIGTERM})
+    {
+        CChildProcess child({"sh", "-c", "exec \"$@\" > \"$0\"", path("out"), program, "--config",
+                             path("pump_station.ini"), "--speed", "600"});
+        ASSERT_TRUE(waitUntil([&] { return contentOf(path("out")).find('\n') != std::string::npos; }));
+        child.kill(signal);
+        EXPECT_EQ(child.wait(), 128 + signal);
+        EXPECT_EQ(child.err(), "");
+        EXPECT_THAT(contentOf(path("out")), HasSubstr("recording        16:30 to 19:30, interrupted at 1"));
+        EXPECT_THAT(contentOf(path("out")), HasSubstr("events dropped        0\n"));
+    }
+}
+
+TEST_F(PumpStation, BadConfigIsRefusedWithFileLineAndReason)
+{
+    const struct
+    {
+        const char* from;
+        const char* to;
+        const char* complaint;
+    } rows[] = {
+        {nullptr, "", ":1: the file is empty"},
+        {"Area=24.0", "Area=wide", ":6: Area: 'wide' is no number"},
+        {"Area=24.0", "Area=inf", ":6: Area: 'inf' is no number"},
+        {"Area=24.0", "Area=", ":6: Area: '' is no number"},
+        {"Area=24.0", "Area=-1", ":6: Area: -1 does not lie between 0.1 and 1000"},
+        {"Area=24.0", "Aera=24.0", ":4: the section [Basin] has no key Area"},
+        {"Area=24.0", "Area 24.0", ":6: this is neither a comment, nor a [section], nor a key=value"},
+        {"Area=24.0", "Area=24.0\nDepth=4", ":7: the program has no use for this key"},
+        {"Area=24.0", "Area=24.0\nArea=23.0", ":7: this stands in line 6 already"},
+        {"[Basin]\n", "", ":5: the key stands before the first section"},
+        {"[Basin]", "[Basin", ":4: a section is written [NAME], with nothing after it"},
+        {"[Basin]", "[Pool]", ":53: the file ends without a section [Basin]"},
+        {"Stop=0.50", "Stop=0.10", ":15: Stop: the level does not lie above the one before"},
+        {"OverflowLevel=4.00", "OverflowLevel=3", ":8: OverflowLevel: the level does not lie above"},
+        {"At=03:30", "At=3.30", ":35: At: '3.30' is no time of day such as 07:30"},
+        {"07:12=07:31", "07:12=07:12", ":40: 07:12: the fault ends before it has begun"},
+        {"StepSeconds=5", "StepSeconds=7", ":45: StepSeconds: a minute is no whole number of steps"},
+        {"StepSeconds=5", "StepSeconds=0.5", ":45: StepSeconds: 0.5 does not lie between 1 and 60"},
+        {"Inflow=", "Inflow=${HOME/", ":52: Inflow: the value is empty, or has a ${ without its }"},
+    };
+    for (const auto& row : rows)
+    {
+        write("pump_station.ini", row.from ? replaced(config, row.from, row.to) : row.to);
+        const Outcome refused = run(fullSpeed);
+        EXPECT_EQ(refused.status, 2) << row.complaint;
+        EXPECT_EQ(refused.out, "");
+        EXPECT_THAT(refused.err, StartsWith("pump_station: " + path("pump_station.ini") + row.complaint));
+        EXPECT_THAT(refused.err, testing::MatchesRegex("[^\n]*\n"));
+    }
+}
+
+TEST_F(PumpStation, BadRecordingIsRefusedWithFileLineAndReason)
+{
+    const struct
+    {
+        std::string text;
+        const char* complaint;
+    } rows[] = {
+        {"", ":1: the file is empty"},
+        {std::string("time,inflow\n\0\1", 14), ":2: this is no text: it holds a byte 0"},
+        {std::string(2000, 'x'), ":1: the line has more than 1000 bytes"},
+        {"00:00,1\n00:05,1\n", ":1: the first line that counts must name the columns: time,inflow"},
+        {"# dry\ntime,inflow\n\n00:00,1\n", ":4: the recording ends before its second row"},
+        {"time,inflow\n00:00,1\n00:05,1,2\n", ":3: a row has two columns, time and inflow"},
+        {"time,inflow\n00:00\n", ":2: a row has two columns, time and inflow"},
+        {"time,inflow\n0:00,1\n", ":2: '0:00' is no time of day such as 07:30"},
+        {"time,inflow\n00:60,1\n", ":2: '00:60' is no time of day such as 07:30"},
+        {"time,inflow\n00:00,1.5x\n", ":2: '1.5x' is no number"},
+        {"time,inflow\n00:00,-1\n", ":2: an inflow lies between 0 and 10000 l/s"},
+        {"time,inflow\n00:05,1\n00:05,1\n", ":3: the time does not lie after the one before, 00:05"},
+    };
+    for (const auto& row : rows)
+    {
+        write("inflow.csv", row.text);
+        const Outcome refused = run(fullSpeed);
+        EXPECT_EQ(refused.status, 2) << row.complaint;
+        EXPECT_EQ(refused.out, "");
+        EXPECT_EQ(refused.err, "pump_station: " + path("inflow.csv") + row.complaint + "\n");
+    }
+}
+
+TEST_F(PumpStation, FilesThatCannotBeReadAreNamed)
+{
+    const std::string missing = path("missing") + ": cannot be read: No such entity\n";
+    const std::string ini = path("pump_station.ini");
+    EXPECT_EQ(runProgram({"--config", path("missing")}).err, "pump_station: " + missing);
+    EXPECT_EQ(runProgram({"--config", ini, "--inflow", path("missing")}).err, "pump_station: " + missing);
+    EXPECT_THAT(runProgram({"--config", directory.path()}).err, HasSubstr(": cannot be read: "));
+    fs::remove(path("logging.properties"));
+    const Outcome refused = run(fullSpeed);
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_THAT(refused.err, HasSubstr("logging.properties: cannot be read: "));
+}
+
+TEST_F(PumpStation, BadOptionIsRefusedWithAHint)
+{
+    const std::vector<std::vector<std::string>> rows = {
+        {"--sped", "5"},
+        {"-x"},
+        {"day"},
+        {"--speed"},
+        {"--speed", "0"},
+        {"--speed", "1.5"},
+        {"--speed=fast"},
+        {"--speed", "1000001"},
+        {"--speed", "1e3"},
+    };
+    for (const auto& row : rows)
+    {
+        const Outcome refused = runProgram(row);
+        EXPECT_EQ(refused.status, 2) << row[0];
+        EXPECT_THAT(refused.err, testing::MatchesRegex("pump_station: [^\n]*; --help lists the options\n"));
+    }
+    const Outcome help = runProgram({"--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_THAT(help.out, HasSubstr("130 after Ctrl-C"));
+}
+
+TEST_F(PumpStation, OutputThatCannotBeWrittenFailsTheRun)
+{
+    CChildProcess child({"sh", "-c", "exec \"$@\" > /dev/full", "sh", program, "--config", path("pump_station.ini"),
+                         "--speed", fullSpeed});
+    EXPECT_EQ(child.wait(), 1);
+    EXPECT_EQ(child.err(), "pump_station: cannot write the output\n");
+}
