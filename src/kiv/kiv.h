@@ -5,6 +5,7 @@
 #include <kiv/AlarmTimer.h>
 #include <kiv/Callback.h>
 #include <kiv/CrashReport.h>
+#include <kiv/EnumHelpers.h>
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
 #include <kiv/IniFile.h>
