@@ -10,6 +10,7 @@
 #include <kiv/ErrorToString.h>
 #include <kiv/IniFile.h>
 #include <kiv/Mutex.h>
+#include <kiv/PimplOwner.h>
 #include <kiv/PollingTimer.h>
 #include <kiv/State.h>
 #include <kiv/StateMachine.h>
