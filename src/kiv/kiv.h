@@ -9,6 +9,7 @@
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
 #include <kiv/IniFile.h>
+#include <kiv/LinuxPWMChip.h>
 #include <kiv/Mutex.h>
 #include <kiv/PimplOwner.h>
 #include <kiv/PollingTimer.h>
@@ -22,8 +23,12 @@
 #include <kiv/diag.h>
 #include <kiv/err_codes.h>
 #include <kiv/errno_translation.h>
+#include <kiv/linux_adc.h>
+#include <kiv/linux_gpio.h>
+#include <kiv/linux_pwm.h>
 #include <kiv/sigslot.h>
 #include <kiv/string_utility.h>
+#include <kiv/sysfs_tools.h>
 #include <kiv/util.h>
 #include <kiv/whereami.h>
 #include <kiv/whereami_cpp.h>

@@ -1,0 +1,77 @@
+/// All channels of a PWM chip whose channels share one period.
+#ifndef KIV_LINUXPWMCHIP_H
+#define KIV_LINUXPWMCHIP_H
+
+#include <memory>
+
+#include <kiv/kiv_export.h>
+#include <kiv/linux_pwm.h>
+
+namespace Kiv
+{
+
+class CLinuxPWMChipPrivate;
+
+// The destructor is not virtual: never delete a subclass through a pointer to this class.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
+/// Drives a chip as a unit and keeps a copy of what the kernel accepted: duty cycles, polarities, on/off, the period.
+///
+/// setPeriod() follows the order in which the kernel accepts a new period on channels that share a clock: all outputs
+/// quiet, all channels but 0 released, the period set on channel 0, the others taken again with the new period.
+///
+/// Starting a chip: kernels before 6.12 accept no duty cycle before a period is set, so the first setPeriod() of a chip
+/// that never had one answers -22. Set a period with pwm_set_period(chip, 0, ns), and for the other channels too,
+/// before you construct the object.
+///
+/// After a failed setPeriod() the completed steps stay done: duty cycles 0, channels off, perhaps channels released;
+/// the recorded period is the old one. Channels that stay released make the next call answer -2: take them again with
+/// pwm_export() and repeat.
+///
+/// Polarity: the constructor reads "normal" from the kernel as inversed (see pwm_get_polarity()), and setPeriod()
+/// restores what is recorded, so on channels 1 and up it writes "inversed" unless setPolarity() was called before.
+///
+/// Threads: reentrant. Units: nanoseconds.
+/// Errors: results are 0 or a negated error code; setPolarity() and setPeriod() also log the step that failed through
+/// Diag::diagLogger(). A channel beyond the count answers -22, 0 or false, and nothing is touched.
+class KIV_API CLinuxPWMChip
+{
+public:
+    /// Exports every channel and reads its state. Failures are ignored: a channel that is exported already is simply
+    /// read. `channelCount` is not compared with the chip's own.
+    CLinuxPWMChip(unsigned char chip, unsigned char channelCount);
+
+    /// Leaves every channel exported and running.
+    ~CLinuxPWMChip();
+
+    CLinuxPWMChip(const CLinuxPWMChip&) = delete;
+    CLinuxPWMChip& operator=(const CLinuxPWMChip&) = delete;
+
+    unsigned char number() const;
+    unsigned char channelCount() const;
+    unsigned int period_ns() const;
+    unsigned int dutyCycle_ns(unsigned char channel) const;
+    bool isOn(unsigned char channel) const;
+
+    /// Switches an output; all other operations switch through this one.
+    virtual int setOn(unsigned char channel, bool on);
+
+    int setDutyCycle(unsigned char channel, unsigned int ns);
+
+    /// Switches the channel off, sets the polarity and switches it back as it was.
+    int setPolarity(unsigned char channel, ePWMPolarity polarity);
+
+    /// Sets the period of all channels; nothing happens if it is the recorded one. Afterwards every channel is off with
+    /// duty cycle 0: set duty cycles for the new period and switch on again.
+    int setPeriod(unsigned int ns);
+
+private:
+    std::unique_ptr<CLinuxPWMChipPrivate> d;
+};
+
+#pragma GCC diagnostic pop
+
+} // namespace Kiv
+
+#endif

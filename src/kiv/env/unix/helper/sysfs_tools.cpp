@@ -1,0 +1,211 @@
+#include <kiv/sysfs_tools.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
+#include <thread>
+
+#include <dirent.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+
+#include "SysfsFile.h"
+
+namespace Kiv
+{
+
+namespace
+{
+
+constexpr int noSuchDevice = -19;
+constexpr int canceled = -36;
+
+struct CloseFolder
+{
+    void operator()(DIR* folder) const { closedir(folder); }
+};
+
+/// Calls matches(name) for each entry of a folder that begins with `prefix`, until it returns true; the number behind
+/// the prefix of that entry, or a code.
+template<class Matches>
+int findNumbered(const char* folder, const char* prefix, Matches matches)
+{
+    const std::unique_ptr<DIR, CloseFolder> entries(opendir(folder));
+    if (!entries)
+        return negatedErrno();
+    const std::size_t prefixSize = std::strlen(prefix);
+    while (const dirent* entry = readdir(entries.get()))
+    {
+        if (std::strncmp(entry->d_name, prefix, prefixSize) == 0 && matches(entry->d_name))
+            return static_cast<int>(std::strtol(entry->d_name + prefixSize, nullptr, 10));
+    }
+    return noSuchDevice;
+}
+
+/// Compares an attribute's text, without its line break.
+bool attributeIs(const char* path, const char* expected)
+{
+    char text[256];
+    const CSysfsFile file(path, O_RDONLY);
+    const ssize_t length = file.isOpen() ? file.read(text, sizeof text - 1) : -1;
+    if (length < 0)
+        return false;
+    text[length] = '\0';
+    text[std::strcspn(text, "\n")] = '\0';
+    return std::strcmp(text, expected) == 0;
+}
+
+bool linkEndsWith(const char* path, const char* expected)
+{
+    char target[512];
+    const ssize_t length = readlink(path, target, sizeof target - 1);
+    if (length < 0)
+        return false;
+    target[length] = '\0';
+    const char* slash = std::strrchr(target, '/');
+    return std::strcmp(slash != nullptr ? slash + 1 : target, expected) == 0;
+}
+
+/// Waits until every attribute of a folder may be written.
+int waitWritable(const char* folder, std::initializer_list<const char*> attributes, unsigned int timeoutMs)
+{
+    using Clock = std::chrono::steady_clock;
+    const auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    for (;;)
+    {
+        int result = 0;
+        for (const char* attribute : attributes)
+        {
+            char path[sysfsPathSize];
+            std::snprintf(path, sizeof path, "%s/%s", folder, attribute);
+            if (result == 0 && access(path, W_OK) != 0)
+                result = negatedErrno();
+        }
+        if (result == 0 || Clock::now() >= end)
+            return result;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+} // namespace
+
+int gpio_set_output(unsigned int pin, ePinValue value)
+{
+    char path[sysfsPathSize];
+    std::snprintf(path, sizeof path, "/sys/class/gpio/gpio%d/direction", static_cast<int>(pin));
+    const CSysfsFile file(path, O_WRONLY);
+    if (!file.isOpen())
+        return negatedErrno();
+    const bool written = value != PinValueLow ? file.write("high", 4) : file.write("low", 3);
+    return written ? 0 : negatedErrno();
+}
+
+int gpio_chip_base(const char* label)
+{
+    if (label == nullptr)
+        return noSuchDevice;
+    return findNumbered("/sys/class/gpio", "gpiochip", [label](const char* chip) {
+        char path[512];
+        std::snprintf(path, sizeof path, "/sys/class/gpio/%s/label", chip);
+        return attributeIs(path, label);
+    });
+}
+
+int pwm_chip_number(const char* device)
+{
+    if (device == nullptr)
+        return noSuchDevice;
+    return findNumbered("/sys/class/pwm", "pwmchip", [device](const char* chip) {
+        char path[512];
+        std::snprintf(path, sizeof path, "/sys/class/pwm/%s/device", chip);
+        return linkEndsWith(path, device);
+    });
+}
+
+int gpio_wait_access(unsigned int pin, unsigned int timeoutMs)
+{
+    char folder[sysfsPathSize];
+    std::snprintf(folder, sizeof folder, "/sys/class/gpio/gpio%d", static_cast<int>(pin));
+    return waitWritable(folder, {"direction", "value"}, timeoutMs);
+}
+
+int pwm_wait_access(unsigned char chip, unsigned char channel, unsigned int timeoutMs)
+{
+    char folder[sysfsPathSize];
+    std::snprintf(folder, sizeof folder, "/sys/class/pwm/pwmchip%d/pwm%d", chip, channel);
+    return waitWritable(folder, {"period", "duty_cycle", "polarity", "enable"}, timeoutMs);
+}
+
+class CGpioEdgePrivate
+{
+public:
+    explicit CGpioEdgePrivate(unsigned int pin) : wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
+    {
+        char path[sysfsPathSize];
+        std::snprintf(path, sizeof path, "/sys/class/gpio/gpio%d/value", static_cast<int>(pin));
+        value = wake < 0 ? -1 : uninterrupted([&] { return ::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC); });
+        error = value < 0 || !rearm() ? negatedErrno() : 0;
+    }
+
+    ~CGpioEdgePrivate()
+    {
+        for (const int descriptor : {value, wake})
+        {
+            if (descriptor >= 0)
+                ::close(descriptor);
+        }
+    }
+
+    CGpioEdgePrivate(const CGpioEdgePrivate&) = delete;
+    CGpioEdgePrivate& operator=(const CGpioEdgePrivate&) = delete;
+
+    /// The kernel reports the next edge after a read; pread(2) needs no seek back to the start.
+    bool rearm() const
+    {
+        char level[4];
+        return uninterrupted([&] { return ::pread(value, level, sizeof level, 0); }) >= 0;
+    }
+
+    bool wasInterrupted() const
+    {
+        eventfd_t count = 0;
+        return eventfd_read(wake, &count) == 0;
+    }
+
+    int wake;
+    int value = -1;
+    int error = 0;
+};
+
+CGpioEdge::CGpioEdge(unsigned int pin) : d(std::make_unique<CGpioEdgePrivate>(pin)) {}
+
+CGpioEdge::~CGpioEdge() = default;
+
+int CGpioEdge::error() const { return d->error; }
+
+int CGpioEdge::wait(int timeoutMs)
+{
+    if (d->error != 0)
+        return d->error;
+    pollfd descriptors[] = {{d->wake, POLLIN, 0}, {d->value, POLLPRI | POLLERR, 0}};
+    using Clock = std::chrono::steady_clock;
+    const auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    int ready = ::poll(descriptors, 2, timeoutMs);
+    while (ready < 0 && errno == EINTR)
+    {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
+        ready = ::poll(descriptors, 2, timeoutMs < 0 ? -1 : static_cast<int>(left > 0 ? left : 0));
+    }
+    if (ready < 0)
+        return negatedErrno();
+    if (d->wasInterrupted())
+        return canceled;
+    if (ready == 0)
+        return 0;
+    return d->rearm() ? 1 : negatedErrno();
+}
+
+void CGpioEdge::interrupt() { eventfd_write(d->wake, 1); }
+
+} // namespace Kiv
