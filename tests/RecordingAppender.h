@@ -16,6 +16,8 @@ struct LogRecord
     log4cplus::LogLevel level;
     std::string text;
     std::string file;
+    int line;
+    std::string function;
 };
 
 /// Records everything from TRACE on that a logger receives while the recorder lives.
@@ -59,7 +61,8 @@ private:
         void append(const log4cplus::spi::InternalLoggingEvent& event) override
         {
             const std::lock_guard<std::mutex> guard(mutex);
-            kept.push_back({event.getLogLevel(), event.getMessage(), event.getFile()});
+            kept.push_back(
+                {event.getLogLevel(), event.getMessage(), event.getFile(), event.getLine(), event.getFunction()});
         }
 
         mutable std::mutex mutex;
