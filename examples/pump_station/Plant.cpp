@@ -1,6 +1,7 @@
 #include "Plant.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "InflowRecord.h"
 #include "Settings.h"
@@ -35,8 +36,7 @@ std::int64_t CPlant::inflow() const { return record.inflowAt(clock.now()); }
 bool CPlant::step()
 {
     moveWater();
-    postEvents();
-    return control.finishStep();
+    return postEvents();
 }
 
 void CPlant::moveWater()
@@ -52,11 +52,10 @@ void CPlant::moveWater()
     }
 }
 
-void CPlant::postEvents()
+bool CPlant::postEvents()
 {
     const LevelSettings& limits = settings.levels;
     const int level = water.level();
-    // All are looked at before the first is posted: from then on the controller may change what they look at.
     const struct
     {
         bool holds;
@@ -75,9 +74,8 @@ void CPlant::postEvents()
         {isMainBlocked(), EventMainBlocked},
         {isFaultAcknowledged(), EventFaultAcknowledged},
     };
-    for (const auto& input : inputs)
-        if (input.holds)
-            control.post(input.event);
+    return std::all_of(std::begin(inputs), std::end(inputs),
+                       [this](const auto& input) { return !input.holds || control.post(input.event); });
 }
 
 bool CPlant::isMainBlocked() const
@@ -95,7 +93,7 @@ bool CPlant::isFaultAcknowledged() const
 
 bool CPlant::isFlushDue() const
 {
-    return record.begin() <= settings.times.flushAt && settings.times.flushAt <= now() && !control.hasFlushed();
+    return record.begin() <= settings.times.flushAt && settings.times.flushAt <= now() && !control.hasBegunFlushing();
 }
 
 } // namespace PumpStation

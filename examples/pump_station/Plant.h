@@ -16,8 +16,8 @@ struct Settings;
 
 /// Steps the model through the recording and tells the controller what it sees.
 ///
-/// A step is over when the controller has dealt with it; only then does the next one begin. So the result does not
-/// depend on the machine's speed or load.
+/// Each event of a step waits until the controller has dealt with the one before, and so does the next step. So the
+/// result does not depend on the machine's speed or load.
 ///
 /// Threads: reentrant.
 class CPlant
@@ -36,7 +36,7 @@ public:
     bool step();
 
     /// After the last step: brings the controller to its end. False as for step().
-    bool finish() { return control.endRun(); }
+    bool finish() { return control.post(EventRecordEnded); }
 
     int now() const { return clock.now(); }
     int secondsElapsed() const;
@@ -51,7 +51,7 @@ public:
 
 private:
     void moveWater();
-    void postEvents();
+    bool postEvents();
     bool isMainBlocked() const;
     bool isFaultAcknowledged() const;
     bool isFlushDue() const;

@@ -7,8 +7,8 @@
 #include "StationClock.h"
 #include "StationLog.h"
 
-// Threads: the stepper's thread posts events and waits at the gate; the machine's worker runs the on...() functions and
-// opens the gate. Start and stop of the machine run them on the caller's thread, while the worker is not there.
+// Threads: the stepper's thread posts an event and waits at the gate; the machine's worker runs the on...() functions
+// and opens the gate. Start and stop of the machine run them on the caller's thread, while the worker is not there.
 
 namespace PumpStation
 {
@@ -59,7 +59,6 @@ void CPumpController::connectActions()
     onEntry(machine.twoPumps, &CPumpController::onTwoPumps);
     onEntry(machine.spraying, &CPumpController::onSpraying);
     onEntry(machine.drawdown, &CPumpController::onTwoPumps);
-    onEntry(machine.flushed, &CPumpController::onFlushed);
     onEntry(machine.waiting, &CPumpController::onWaiting);
     onEntry(machine.ended, &CPumpController::onEnded);
     machine.selfTest->sigExited.connect(this, &CPumpController::onPumpsReleased);
@@ -80,22 +79,14 @@ void CPumpController::start() { machine.start(); }
 
 void CPumpController::stop() { machine.stop(); }
 
-void CPumpController::post(eStationEvent event)
+bool CPumpController::post(eStationEvent event)
 {
     ++posted;
+    settled.close();
     machine.postEvent(event);
-}
-
-bool CPumpController::finishStep() { return postAndWait(EventStepDone); }
-
-bool CPumpController::endRun() { return postAndWait(EventRecordEnded); }
-
-bool CPumpController::postAndWait(eStationEvent event)
-{
-    handled.close();
-    post(event);
+    machine.postEvent(EventMark);
     for (int waited = 0; waited < slicesOfPatience; ++waited)
-        if (handled.waitUntilOpen(slice))
+        if (settled.waitUntilOpen(slice))
             return true;
     return false;
 }
@@ -128,21 +119,23 @@ void CPumpController::onOnePump(Kiv::CAbstractState*) { pumps.runDuty(); }
 
 void CPumpController::onTwoPumps(Kiv::CAbstractState*) { pumps.runBoth(); }
 
-void CPumpController::onSpraying(Kiv::CAbstractState*) { clock.startPhase(times.spraying); }
-
-void CPumpController::onFlushed(Kiv::CAbstractState*) { flushedOnce = true; }
+void CPumpController::onSpraying(Kiv::CAbstractState*)
+{
+    flushBegun = true;
+    clock.startPhase(times.spraying);
+}
 
 void CPumpController::onPumpsReleased(Kiv::CAbstractState*) { pumps.runNone(); }
 
 void CPumpController::onWaiting(Kiv::CAbstractState*)
 {
-    // A finished transition queues itself behind the step's events; the step is done when that has fired, too.
+    // A finished transition queues itself, maybe behind the mark. So the mark goes to the end until it is alone.
     if (machine.pendingEvents() > 0)
-        machine.postEvent(EventStepDone);
+        machine.postEvent(EventMark);
     else
-        handled.open();
+        settled.open();
 }
 
-void CPumpController::onEnded(Kiv::CAbstractState*) { handled.open(); }
+void CPumpController::onEnded(Kiv::CAbstractState*) { settled.open(); }
 
 } // namespace PumpStation

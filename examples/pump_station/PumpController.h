@@ -22,7 +22,7 @@ struct TimeSettings;
 /// Runs the station's machine and receives its signals.
 ///
 /// Threads: one thread at a time, that which makes the model's steps. The machine's worker uses pumps and clock only
-/// between the first post() of a step and the return of finishStep() or endRun(), so they need no lock.
+/// while post() waits for it, so they need no lock.
 class CPumpController : public sigslot::has_slots<>
 {
 public:
@@ -33,16 +33,12 @@ public:
     /// Leaves the active states, which stops the pumps.
     void stop();
 
-    void post(eStationEvent event);
-
-    /// Waits until the machine has handled what was posted and all that came of it. False if that takes more than ten
+    /// Posts an event and waits until the machine has dealt with it and with all that came of it. So what follows from
+    /// an event never depends on how fast the next one comes. False if the machine does not get there within ten
     /// seconds.
-    bool finishStep();
+    bool post(eStationEvent event);
 
-    /// Brings the machine to its end and waits for that. False as for finishStep().
-    bool endRun();
-
-    bool hasFlushed() const { return flushedOnce; }
+    bool hasBegunFlushing() const { return flushBegun; }
     std::uint64_t eventsHandled() const { return posted - machine.droppedEvents(); }
     std::uint64_t eventsDropped() const { return machine.droppedEvents(); }
 
@@ -53,7 +49,6 @@ public:
 private:
     void connectActions();
     void connectLamps();
-    bool postAndWait(eStationEvent event);
 
     void onLampTest(Kiv::CAbstractState*);
     void onFirstPumpTest(Kiv::CAbstractState*);
@@ -62,7 +57,6 @@ private:
     void onOnePump(Kiv::CAbstractState*);
     void onTwoPumps(Kiv::CAbstractState*);
     void onSpraying(Kiv::CAbstractState*);
-    void onFlushed(Kiv::CAbstractState*);
     void onPumpsReleased(Kiv::CAbstractState*);
     void onWaiting(Kiv::CAbstractState*);
     void onEnded(Kiv::CAbstractState*);
@@ -73,9 +67,9 @@ private:
     CLamp runLamp;
     CLamp faultLamp;
     CLamp alarmLamp;
-    CGate handled; // open when the machine is through with the step
+    CGate settled; // open when the machine has nothing left to do
     std::uint64_t posted = 0;
-    bool flushedOnce = false;
+    bool flushBegun = false;
     CStationMachine machine; // goes first, and its worker with it
 };
 

@@ -22,7 +22,7 @@ public:
     /// A line of the station's own, at INFO.
     void note(const std::string& text) const;
 
-    /// A line of the state machine: INFO for a transition, DEBUG for the rest, TRACE for what comes with every step.
+    /// A line of the state machine: INFO for a transition, DEBUG for the rest, TRACE for the marks.
     void machineLine(const std::string& text) const;
 
 private:

@@ -9,7 +9,7 @@ CStationMachine::CStationMachine() : Kiv::CStateMachine(ProcessingAsync)
     addSelfTest();
     addAutomatic();
     addSupervision();
-    addSteps();
+    addMarks();
 }
 
 void CStationMachine::chooseInitialStates()
@@ -21,7 +21,7 @@ void CStationMachine::chooseInitialStates()
     automatic->addHistoryState()->setDefaultState(idle);
     flushing->setInitialState(spraying);
     supervision->setInitialState(normal);
-    steps->setInitialState(waiting);
+    marks->setInitialState(waiting);
 }
 
 void CStationMachine::addSelfTest()
@@ -62,9 +62,9 @@ void CStationMachine::addSupervision()
         state->addEventTransitionTo(unwatched, EventRecordEnded, "RecordEnded");
 }
 
-void CStationMachine::addSteps()
+void CStationMachine::addMarks()
 {
-    waiting->addEventTransitionTo(waiting, EventStepDone, "StepDone");
+    waiting->addEventTransitionTo(waiting, EventMark, "Mark");
     waiting->addEventTransitionTo(over, EventRecordEnded, "RecordEnded");
     station->addFinishedTransitionTo(ended);
 }

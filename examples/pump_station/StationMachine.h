@@ -24,8 +24,8 @@ enum eStationEvent : unsigned char
     EventPhaseOver,         ///< the phase that the controller began on the clock is over
     EventMainBlocked,       ///< the rising main is blocked
     EventFaultAcknowledged, ///< somebody has cleared it and says so
-    EventStepDone,          ///< posted last in a step
-    EventRecordEnded        ///< there will be no further step
+    EventRecordEnded,       ///< there will be no further step
+    EventMark               ///< follows each of these, to find out when the machine has dealt with it
 };
 
 /// The tree of states, as README.md draws it. The tree owns the states; they are public for those who connect to their
@@ -69,17 +69,17 @@ public:
     Kiv::CState* const overflow = new Kiv::CState("Overflow", supervision);
     Kiv::CFinalState* const unwatched = new Kiv::CFinalState("Unwatched", supervision);
 
-    /// Third region: entered anew at the end of each step.
-    Kiv::CState* const steps = new Kiv::CState("Steps", station);
-    Kiv::CState* const waiting = new Kiv::CState("Waiting", steps);
-    Kiv::CFinalState* const over = new Kiv::CFinalState("Over", steps);
+    /// Third region: waits for the next event, and is entered anew with each mark.
+    Kiv::CState* const marks = new Kiv::CState("Marks", station);
+    Kiv::CState* const waiting = new Kiv::CState("Waiting", marks);
+    Kiv::CFinalState* const over = new Kiv::CFinalState("Over", marks);
 
 private:
     void chooseInitialStates();
     void addSelfTest();
     void addAutomatic();
     void addSupervision();
-    void addSteps();
+    void addMarks();
 };
 
 } // namespace PumpStation
