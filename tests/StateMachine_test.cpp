@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "StateTree.h"
+#include "WaitUntil.h"
 
 using Kiv::CState;
 using Kiv::CStateMachine;
@@ -48,19 +49,6 @@ struct CLoop
     CStateMachine machine;
     CState* state;
 };
-
-/// True as soon as the condition holds, false when it did not within half a minute.
-bool eventually(const std::function<bool()>& condition)
-{
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!condition())
-    {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
 
 } // namespace
 
@@ -207,7 +195,7 @@ TEST(StateMachineAsync, HandlesEventsOnItsWorkerAndThoseQueuedBeforeStop)
     loop.machine.postEvent(1);
     EXPECT_EQ(loop.machine.pendingEvents(), 1U);
     loop.machine.start();
-    EXPECT_TRUE(eventually([&] { return handled == 51; }));
+    EXPECT_TRUE(waitUntil([&] { return handled == 51; }));
 }
 
 TEST(StateMachineAsync, IdleMachineMakesProcessingPasses)
@@ -222,7 +210,7 @@ TEST(StateMachineAsync, IdleMachineMakesProcessingPasses)
     auto* state = new CBusy("S", &machine);
     machine.setInitialState(state);
     machine.start();
-    EXPECT_TRUE(eventually([&] { return state->passes >= 3; }));
+    EXPECT_TRUE(waitUntil([&] { return state->passes >= 3; }));
     machine.stop();
     const int passes = state->passes;
     std::this_thread::sleep_for(std::chrono::milliseconds(150));
@@ -255,7 +243,7 @@ TEST(StateMachineAsync, StormOfWritersKeepsEachWritersOrderAndLosesNothingUncoun
     for (auto& thread : threads)
         thread.join();
     const auto dropped = [&] { return static_cast<int>(loop.machine.droppedEvents()); };
-    EXPECT_TRUE(eventually([&] { return handled + dropped() == writers * perWriter; }));
+    EXPECT_TRUE(waitUntil([&] { return handled + dropped() == writers * perWriter; }));
     loop.machine.stop();
     EXPECT_LE(mostPending, 64U);
     for (const auto& sequence : phases)
@@ -286,7 +274,7 @@ TEST(StateMachineAsync, FullQueueDropsAtOnceForTheWorkerAndAfterAWhileForOthers)
     EXPECT_EQ(loop.machine.droppedEvents(), 7U);
     EXPECT_EQ(loop.machine.pendingEvents(), 64U);
     release.set_value();
-    EXPECT_TRUE(eventually([&] { return loop.machine.pendingEvents() == 0; }));
+    EXPECT_TRUE(waitUntil([&] { return loop.machine.pendingEvents() == 0; }));
 }
 
 TEST(StateMachineAsync, StopDuringALongHookReturnsAndTheWorkerLeavesTheState)
@@ -306,7 +294,7 @@ TEST(StateMachineAsync, StopDuringALongHookReturnsAndTheWorkerLeavesTheState)
     loop.machine.stop();
     loop.machine.start(); // ignored while the worker of the first start still runs
     release.set_value();
-    EXPECT_TRUE(eventually([&] { return loop.machine.currentChild() == nullptr && !loop.state->isActive(); }));
+    EXPECT_TRUE(waitUntil([&] { return loop.machine.currentChild() == nullptr && !loop.state->isActive(); }));
     EXPECT_EQ(loop.machine.pendingEvents(), 1U);
 }
 
@@ -329,8 +317,8 @@ TEST(StateMachineAsync, StopFromAHookEndsTheMachine)
     loop.machine.start();
     loop.machine.sigStateEntered.connect(&stopper, &CStopper::onEntered);
     loop.machine.postEvent(1);
-    EXPECT_TRUE(eventually([&] { return stopped.load(); }));
-    EXPECT_TRUE(eventually([&] { return !other->isActive() && loop.machine.currentChild() == nullptr; }));
+    EXPECT_TRUE(waitUntil([&] { return stopped.load(); }));
+    EXPECT_TRUE(waitUntil([&] { return !other->isActive() && loop.machine.currentChild() == nullptr; }));
 }
 
 TEST(StateMachineAsync, StartAndStopInTurnsAndDestructionAtAnyMoment)
@@ -359,7 +347,7 @@ TEST(StateMachineAsync, WithoutActiveTopStateCanStillBeStopped)
     loop.state->addEventTransitionTo(inner, 1);
     loop.machine.start();
     loop.machine.postEvent(1);
-    EXPECT_TRUE(eventually([&] { return loop.machine.currentChild() == nullptr; }));
+    EXPECT_TRUE(waitUntil([&] { return loop.machine.currentChild() == nullptr; }));
     loop.machine.stop();
     loop.machine.start();
     EXPECT_TRUE(loop.state->isActive());
