@@ -16,6 +16,7 @@
 #include <functional>
 #include <mutex>
 #include <system_error>
+#include <utility>
 
 // All names of this namespace are lower_case, like those of its users.
 // NOLINTBEGIN(readability-identifier-naming)
@@ -29,7 +30,11 @@ namespace
 class policy_lock
 {
 public:
-    explicit policy_lock(multi_threaded_local& policy) : locked(policy) { locked.multi_threaded_local::lock(); }
+    explicit policy_lock(const multi_threaded_local& policy) : locked(const_cast<multi_threaded_local&>(policy))
+    {
+        locked.multi_threaded_local::lock();
+    }
+
     ~policy_lock() { locked.multi_threaded_local::unlock(); }
     policy_lock(const policy_lock&) = delete;
     policy_lock& operator=(const policy_lock&) = delete;
@@ -42,9 +47,10 @@ private:
 
 multi_threaded_local::multi_threaded_local()
 {
-    check(pthread_mutexattr_init(&attributes));
-    check(pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE));
-    check(pthread_mutex_init(&mutex, &attributes));
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+    if (const int error = pthread_mutex_init(&mutex, &attributes))
+        throw std::system_error(error, std::generic_category(), "sigslot: mutex");
 }
 
 multi_threaded_local::~multi_threaded_local()
@@ -52,8 +58,6 @@ multi_threaded_local::~multi_threaded_local()
     pthread_mutex_destroy(&mutex);
     pthread_mutexattr_destroy(&attributes);
 }
-
-void multi_threaded_local::fail(int error) { throw std::system_error(error, std::generic_category(), "sigslot: lock"); }
 
 /// A sender that cannot be destroyed meanwhile; it need not be connected any more.
 class has_slots<multi_threaded_local>::pinned_sender
@@ -125,7 +129,7 @@ void has_slots<multi_threaded_local>::signal_disconnect(_signal_base<>* sender)
 has_slots<multi_threaded_local>::pinned_sender
 has_slots<multi_threaded_local>::sender_after(const _signal_base<>* previous) const
 {
-    const policy_lock guard(const_cast<has_slots&>(*this));
+    const policy_lock guard(*this);
     const auto place = previous == nullptr ? senders.begin()
                                            : std::upper_bound(senders.begin(), senders.end(), previous, std::less<>());
     return pinned_sender(place == senders.end() ? nullptr : *place);
@@ -135,13 +139,13 @@ _signal_base<multi_threaded_local>::~_signal_base()
 {
     multi_threaded_local::lock();
     unhook_all();
-    int held = 1;
-    for (walk* abandoned = walks; abandoned != nullptr; abandoned = abandoned->outer)
+    int locks = 1;
+    while (walks != nullptr)
     {
-        abandoned->signal = nullptr;
-        ++held;
+        walks = std::exchange(walks->outer, walks);
+        ++locks;
     }
-    for (; held > 0; --held)
+    for (; locks > 0; --locks)
         multi_threaded_local::unlock();
     wait_until_unpinned();
 }
@@ -174,9 +178,10 @@ void _signal_base<multi_threaded_local>::slot_duplicate(const receiver_type* old
     for (std::size_t i = 0; i < before; ++i)
     {
         connection copy = connections[i];
+        if (copy.receiver != oldReceiver)
+            continue;
         copy.receiver = newReceiver;
-        if (connections[i].receiver == oldReceiver)
-            append(copy);
+        append(copy);
     }
 }
 
@@ -195,33 +200,31 @@ void _signal_base<multi_threaded_local>::append(const connection& added)
     }
 }
 
-/// A walk that has nothing left before its end does not see the new connection.
+/// A walk that is at its end stays there.
 void _signal_base<multi_threaded_local>::push_back(const connection& added)
 {
-    const connection* const oldData = connections.data();
+    use_indices();
+    const std::size_t index = connections.size();
     connections.push_back(added);
-    count.store(connections.size(), std::memory_order_relaxed);
-    const connection* const end = connections.data() + connections.size();
+    relayed = relayed || added.relay != nullptr;
+    note_kinds();
     for (walk* each = walks; each != nullptr; each = each->outer)
     {
-        each->next = each->next == each->end ? end : connections.data() + (each->next - oldData);
-        each->end = end;
-        each->changed = true;
+        if (each->nextIndex == index)
+            ++each->nextIndex;
     }
 }
 
 void _signal_base<multi_threaded_local>::erase(std::size_t index)
 {
-    const connection* const erased = connections.data() + index;
+    use_indices();
+    connections.erase(connections.begin() + static_cast<std::ptrdiff_t>(index));
+    note_kinds();
     for (walk* each = walks; each != nullptr; each = each->outer)
     {
-        if (each->next > erased)
-            --each->next;
-        --each->end;
-        each->changed = true;
+        if (each->nextIndex > index)
+            --each->nextIndex;
     }
-    connections.erase(connections.begin() + static_cast<std::ptrdiff_t>(index));
-    count.store(connections.size(), std::memory_order_relaxed);
 }
 
 void _signal_base<multi_threaded_local>::drop(const receiver_type* receiver)
@@ -236,12 +239,9 @@ void _signal_base<multi_threaded_local>::drop(const receiver_type* receiver)
 /// A receiver may be gone as soon as it has forgotten this signal, so each is told once, by its last connection.
 void _signal_base<multi_threaded_local>::unhook_all()
 {
+    use_indices();
     for (walk* each = walks; each != nullptr; each = each->outer)
-    {
-        each->next = each->end;
-        each->changed = true;
-    }
-    count.store(0, std::memory_order_relaxed);
+        each->nextIndex = 0;
     const auto byReceiver = [](const connection& a, const connection& b) {
         return std::less<>()(a.receiver, b.receiver);
     };
@@ -253,6 +253,34 @@ void _signal_base<multi_threaded_local>::unhook_all()
             connections.pop_back();
         receiver->signal_disconnect(this);
     }
+    relayed = false;
+    note_kinds();
+}
+
+/// Comes before any change of the connections: unlike a pointer, an index outlives their storage.
+void _signal_base<multi_threaded_local>::use_indices()
+{
+    for (walk* each = walks; each != nullptr; each = each->outer)
+    {
+        if (each->next == nullptr)
+            continue;
+        each->nextIndex = static_cast<std::size_t>(each->next - connections.data());
+        each->next = nullptr;
+    }
+}
+
+const _signal_base<multi_threaded_local>::connection*
+_signal_base<multi_threaded_local>::step(const _signal_base& signal, walk& position)
+{
+    if (position.outer == &position || position.nextIndex == signal.connections.size())
+        return nullptr;
+    return &signal.connections[position.nextIndex++];
+}
+
+void _signal_base<multi_threaded_local>::note_kinds()
+{
+    direct = !relayed && !connections.empty();
+    connected.store(!connections.empty(), std::memory_order_relaxed);
 }
 
 void _signal_base<multi_threaded_local>::pin() { pins.fetch_add(1, std::memory_order_relaxed); }
@@ -260,7 +288,7 @@ void _signal_base<multi_threaded_local>::pin() { pins.fetch_add(1, std::memory_o
 void _signal_base<multi_threaded_local>::unpin()
 {
     if (pins.fetch_sub(1, std::memory_order_acq_rel) == 1)
-        sem_post(static_cast<sem_t*>(lastPin));
+        sem_post(static_cast<sem_t*>(lastUnpin));
 }
 
 /// The signal has a pin of its own, which it returns here; whoever returns the last one after that wakes it.
@@ -268,15 +296,18 @@ void _signal_base<multi_threaded_local>::wait_until_unpinned()
 {
     if (pins.load(std::memory_order_acquire) == 1)
         return;
-    sem_t returned;
-    sem_init(&returned, 0, 0);
-    lastPin = &returned;
+    int cancelState = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
+    sem_t semaphore;
+    sem_init(&semaphore, 0, 0);
+    lastUnpin = &semaphore;
     if (pins.fetch_sub(1, std::memory_order_acq_rel) != 1)
     {
-        while (sem_wait(&returned) != 0 && errno == EINTR)
+        while (sem_wait(&semaphore) != 0 && errno == EINTR)
         {}
     }
-    sem_destroy(&returned);
+    sem_destroy(&semaphore);
+    pthread_setcancelstate(cancelState, nullptr);
 }
 
 } // namespace sigslot

@@ -55,7 +55,7 @@ namespace sigslot
 /// The lock policy: a recursive mutex in every signal and every receiver. A copy gets a mutex of its own.
 ///
 /// Threads: safe from any thread; unlock() belongs to the thread that locked.
-/// Errors: std::system_error when the system refuses (recursion beyond the system's limit, an unlock without a lock).
+/// Errors: construction throws std::system_error when the system has no mutex left.
 class KIV_API multi_threaded_local
 {
 public:
@@ -65,20 +65,12 @@ public:
     virtual ~multi_threaded_local();
 
     /// Waits until the mutex is free or already the caller's, then takes it once more.
-    virtual void lock() { check(pthread_mutex_lock(&mutex)); }
+    virtual void lock() { pthread_mutex_lock(&mutex); }
 
     /// Gives up one of the caller's locks; the last one frees the mutex.
-    virtual void unlock() { check(pthread_mutex_unlock(&mutex)); }
+    virtual void unlock() { pthread_mutex_unlock(&mutex); }
 
 private:
-    static void check(int error)
-    {
-        if (error != 0)
-            fail(error);
-    }
-
-    [[noreturn]] static void fail(int error);
-
     pthread_mutex_t mutex;
     pthread_mutexattr_t attributes;
 };
@@ -149,7 +141,7 @@ public:
 protected:
     using erased_relay = void (*)();
 
-    /// A receiver with the bytes of a pointer to member function: one of receiver_type, or of the class that the relay
+    /// A receiver with the bytes of a pointer to member function: of receiver_type, or of the class that the relay
     /// knows.
     struct connection
     {
@@ -158,56 +150,46 @@ protected:
         alignas(void*) unsigned char op[2 * sizeof(void*)];
     };
 
-    /// One emission in progress: it holds the signal's lock once and knows the connection that comes next, which
-    /// whoever changes the connections meanwhile keeps right.
-    class walk
+    /// How far an emission has come, linked from the signal, so that whoever changes the connections keeps it right.
+    struct walk
     {
-    public:
-        explicit walk(_signal_base& emitting) : signal(&emitting)
-        {
-            emitting.multi_threaded_local::lock();
-            outer = emitting.walks;
-#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
-// The address does not outlive this object: the destructor takes it back.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdangling-pointer"
-#endif
-            emitting.walks = this;
-#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
-#pragma GCC diagnostic pop
-#endif
-            next = emitting.connections.data();
-            end = next + emitting.connections.size();
-        }
-
-        ~walk()
-        {
-            if (signal == nullptr)
-                return;
-            signal->walks = outer;
-            signal->multi_threaded_local::unlock();
-        }
-
-        walk(const walk&) = delete;
-        walk& operator=(const walk&) = delete;
-
-        const connection* next;
-        const connection* end;
-        bool changed = false; // next and end were set anew during a call
-
-    private:
-        friend class _signal_base;
-
-        _signal_base* signal; // null when it was destroyed during the walk
-        walk* outer;
+        walk* outer;                      // itself once the signal was destroyed
+        const connection* next = nullptr; // comes after the call in progress, until the connections are changed
+        std::size_t nextIndex = 0;        // the same from then on
     };
 
     _signal_base() = default;
 
-    bool has_connections() const { return count.load(std::memory_order_relaxed) != 0; }
+    /// Asked without the lock.
+    bool has_connections() const { return connected.load(std::memory_order_relaxed); }
+
+    /// True if there are connections, all without a relay.
+    bool is_direct() const { return direct; }
+
+    const std::vector<connection>& in_order() const { return connections; }
+
+    /// Begins an emission: takes the lock and links its walk.
+    void enter(walk& position)
+    {
+        multi_threaded_local::lock();
+        position.outer = walks;
+        walks = &position;
+    }
+
+    /// Ends an emission. If the signal was destroyed meanwhile, nothing is left to end.
+    static void leave(_signal_base& signal, const walk& position)
+    {
+        if (position.next == nullptr && position.outer == &position)
+            return;
+        signal.walks = position.outer;
+        signal.multi_threaded_local::unlock();
+    }
 
     /// Adds a connection at the end and tells its receiver.
     void append(const connection& added);
+
+    /// Steps to the next connection of a walk whose `next` is null; null at the end or if the signal was destroyed.
+    [[gnu::cold]] static const connection* step(const _signal_base& signal, walk& position);
 
 private:
     friend class has_slots<multi_threaded_local>;
@@ -216,31 +198,32 @@ private:
     void erase(std::size_t index);
     void drop(const receiver_type* receiver);
     void unhook_all();
+    void use_indices();
+    void note_kinds();
     void pin();
     void unpin();
     void wait_until_unpinned();
 
-    std::atomic<std::size_t> count{0}; // of connections, for a look without the lock
+    std::atomic<bool> connected{false};
+    bool direct = false;
+    bool relayed = false; // some connection has had a relay
     std::vector<connection> connections;
-    walk* walks = nullptr; // the innermost emission
-    std::atomic<unsigned> pins{1};
-    void* lastPin = nullptr;
+    walk* walks = nullptr;         // the innermost emission
+    std::atomic<unsigned> pins{1}; // one of them the signal's own
+    void* lastUnpin = nullptr;     // the semaphore that a destructor waits for
 };
 
-/// A signal's connections as calls with an argument of type Arg.
+/// What signals with an argument of type Arg share: connections as calls with that argument.
 template<class Arg, class Policy = multi_threaded_local>
 class KIV_API _signal_base1 : public _signal_base<Policy>
 {
 protected:
     using base = _signal_base<Policy>;
     using receiver_type = typename base::receiver_type;
-    using connection = typename base::connection;
-    using erased_relay = typename base::erased_relay;
-    using direct_op = void (receiver_type::*)(Arg);
-    using relay_type = void (*)(const connection&, Arg);
 
-    template<class Dest, class Owner, class Op>
-    void append(Dest* receiver, Op op)
+    /// Connects `op`, a pointer to member function of Owner.
+    template<class Owner, class Dest, class Op>
+    void append_op(Dest* receiver, Op op)
     {
         static_assert(std::is_base_of_v<receiver_type, Dest>, "a receiver derives from sigslot::has_slots<>");
         static_assert(std::is_base_of_v<Owner, Dest>, "the operation belongs to the receiver or to one of its bases");
@@ -254,24 +237,28 @@ protected:
 
     void call_all(Arg arg)
     {
-        typename base::walk emission(*this);
-        const connection* current = emission.next;
-        const connection* end = emission.end;
-        while (current != end)
+        walk position;
+        this->enter(position);
+        try
         {
-            emission.next = current + 1;
-            call(*current, arg);
-            ++current;
-            if (emission.changed)
-            {
-                emission.changed = false;
-                current = emission.next;
-                end = emission.end;
-            }
+            if (!this->is_direct() || !call_direct(position, arg))
+                call_rest(*this, position, arg);
         }
+        catch (...)
+        {
+            base::leave(*this, position);
+            throw;
+        }
+        base::leave(*this, position);
     }
 
 private:
+    using connection = typename base::connection;
+    using walk = typename base::walk;
+    using erased_relay = typename base::erased_relay;
+    using direct_op = void (receiver_type::*)(Arg);
+    using relay_op = void (*)(const connection&, Arg);
+
     template<class Op>
     static connection connect_to(receiver_type* receiver, Op op, erased_relay relay)
     {
@@ -289,14 +276,43 @@ private:
         return op;
     }
 
-    static void call(const connection& to, Arg arg)
+    /// Calls from the first connection on until somebody changes the connections; true at the end. Nothing of the
+    /// signal is touched after a call, which may have destroyed it.
+    bool call_direct(walk& position, Arg arg)
     {
-        if (to.relay == nullptr)
-            (to.receiver->*operation<direct_op>(to))(arg);
-        else
-            reinterpret_cast<relay_type>(to.relay)(to, arg);
+        const connection* current = this->in_order().data();
+        const connection* const end = current + this->in_order().size();
+        const auto step = [&] {
+            const connection& called = *current++;
+            position.next = current;
+            call(called, arg);
+            return position.next != nullptr && current != end;
+        };
+        // Four calls a round: a processor foresees the end of few rounds better than that of many.
+        while (step() && step() && step() && step())
+        {}
+        return position.next != nullptr;
     }
 
+    /// Calls what is left after a change, or everything if there are relays.
+    [[gnu::cold, gnu::noinline]] static void call_rest(base& signal, walk& position, Arg arg)
+    {
+        while (const connection* called = base::step(signal, position))
+        {
+            if (called->relay == nullptr)
+                call(*called, arg);
+            else
+                reinterpret_cast<relay_op>(called->relay)(*called, arg);
+        }
+    }
+
+    // GCC's vptr check expects an object of receiver_type at the address where the operation's own class begins.
+    __attribute__((no_sanitize("vptr"))) static void call(const connection& to, Arg arg)
+    {
+        (to.receiver->*operation<direct_op>(to))(arg);
+    }
+
+    /// Calls an operation that cannot be cast to one of receiver_type: of a base beside it, or a const one.
     template<class Dest, class Op>
     static void relay(const connection& to, Arg arg)
     {
@@ -318,13 +334,13 @@ public:
     template<class Dest, class Owner>
     void connect(Dest* receiver, void (Owner::*op)(Arg))
     {
-        this->template append<Dest, Owner>(receiver, op);
+        this->template append_op<Owner>(receiver, op);
     }
 
     template<class Dest, class Owner>
     void connect(Dest* receiver, void (Owner::*op)(Arg) const)
     {
-        this->template append<Dest, Owner>(receiver, op);
+        this->template append_op<Owner>(receiver, op);
     }
 
     /// Calls every connection in order. Allocates nothing. Without connections it returns at once and takes no lock,
