@@ -3,6 +3,7 @@
 #define KIV_KIV_H
 
 #include <kiv/AlarmTimer.h>
+#include <kiv/Base32.h>
 #include <kiv/Callback.h>
 #include <kiv/CrashReport.h>
 #include <kiv/EnumHelpers.h>
