@@ -298,12 +298,16 @@ TEST(StateMachineAsync, StopDuringALongHookReturnsAndTheWorkerLeavesTheState)
     EXPECT_EQ(loop.machine.pendingEvents(), 1U);
 }
 
-TEST(StateMachineAsync, StopFromAHookEndsTheMachine)
+TEST(StateMachineAsync, StopInTheMiddleOfAnEntryLeavesTheWholeTree)
 {
     CLoop loop(CStateMachine::ProcessingAsync);
     std::atomic<bool> stopped{false};
-    CState* other = new CState("other", &loop.machine);
-    loop.state->addEventTransitionTo(other, 1);
+    auto* outer = new CState("outer", &loop.machine);
+    auto* middle = new CState("middle", outer);
+    auto* inner = new CState("inner", middle);
+    outer->setInitialState(middle);
+    middle->setInitialState(inner);
+    loop.state->addEventTransitionTo(outer, 1);
     struct CStopper : sigslot::has_slots<sigslot::multi_threaded_local>
     {
         void onEntered(Kiv::CAbstractState* state)
@@ -314,11 +318,14 @@ TEST(StateMachineAsync, StopFromAHookEndsTheMachine)
         std::atomic<bool>* done = nullptr;
     } stopper;
     stopper.done = &stopped;
+    middle->sigEntered.connect(&stopper, &CStopper::onEntered);
     loop.machine.start();
-    loop.machine.sigStateEntered.connect(&stopper, &CStopper::onEntered);
     loop.machine.postEvent(1);
     EXPECT_TRUE(waitUntil([&] { return stopped.load(); }));
-    EXPECT_TRUE(waitUntil([&] { return !other->isActive() && loop.machine.currentChild() == nullptr; }));
+    loop.machine.stop();
+    EXPECT_FALSE(outer->isActive() || middle->isActive() || inner->isActive());
+    loop.machine.start();
+    EXPECT_TRUE(loop.state->isActive());
 }
 
 TEST(StateMachineAsync, StartAndStopInTurnsAndDestructionAtAnyMoment)

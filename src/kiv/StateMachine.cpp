@@ -12,7 +12,8 @@
 #include "env/unix/diag/LogRing.h"
 
 // Threads: the queue is the way in for other threads. `handOver` guards who leaves the active state when stop() and the
-// worker meet: the worker marks itself done under it, and stop() either finds it done or leaves the exit to it.
+// worker meet: the worker marks itself done under it, and stop() either finds it done or leaves the exit to it. A
+// stop() from a hook on the worker always leaves it to the worker: the hook stands in the middle of a walk.
 
 namespace Kiv
 {
@@ -65,11 +66,11 @@ public:
     void startWorker()
     {
         waitUntilFinished();
-        abandonQueue = false;
-        working = true;
-        exitByWorker = false;
+        setWorking(true);
         queue.interruptReader(false);
         start();
+        if (waitForCompletion(0)) // ended already, or the system refused the thread
+            setWorking(false);
     }
 
     void requestWorkerStop()
@@ -82,8 +83,7 @@ public:
     bool stopWorker()
     {
         requestWorkerStop();
-        abandonQueue = isWorker();
-        if (abandonQueue || waitForCompletion(stopTimeoutMs))
+        if (!isWorker() && waitForCompletion(stopTimeoutMs))
             return true;
         const std::lock_guard<CPlainMutex> lock(handOver);
         exitByWorker = working;
@@ -108,6 +108,19 @@ public:
     std::atomic<std::uint64_t> dropped{0};
 
 private:
+    void setWorking(bool begins)
+    {
+        const std::lock_guard<CPlainMutex> lock(handOver);
+        markWorking(begins);
+    }
+
+    void markWorking(bool begins)
+    {
+        working = begins;
+        exitByWorker = false;
+        abandonQueue = false;
+    }
+
     void waitUntilFinished()
     {
         while (!waitForCompletion(stopTimeoutMs))
@@ -134,7 +147,7 @@ void StateMachinePrivate::run()
         machine->leaveTopState();
         lock.lock();
     }
-    working = false;
+    markWorking(false);
     workerOf = nullptr;
 }
 

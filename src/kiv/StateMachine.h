@@ -69,13 +69,18 @@ public:
 
     /// Enters the initial state on the calling thread, emits sigStarted, and starts the worker of an asynchronous
     /// machine. Does nothing without children or initial state, and while the worker of an earlier start() still runs.
+    /// If the system refuses the worker's thread, the initial state is active and events stay queued until stop() and
+    /// another start().
     void start();
 
     /// Ends the worker of an asynchronous machine and leaves the active top-level state on the calling thread.
     ///
     /// The worker first handles what is queued; it has 200 ms. If a hook or an endless stream of events keeps it
     /// longer, stop() returns nevertheless, and the worker leaves the active state itself as soon as the event in work
-    /// is done: two threads never walk the tree together. A machine that was not started is left as it is.
+    /// is done: two threads never walk the tree together. isActive() of the top-level state tells when that has come.
+    /// So it goes too when a hook on the worker calls stop(): it returns at once, and what is queued stays queued.
+    /// A synchronous machine is left at once, so not from its hooks, which stand in the middle of a walk over the tree,
+    /// but after process() has returned. A machine that was not started is left as it is.
     void stop();
 
     /// Handles every event and transition in the queue, those included that are queued meanwhile, then makes one
