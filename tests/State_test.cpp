@@ -108,12 +108,16 @@ TEST(State, PlaceInTheTree)
     EXPECT_EQ(loose->parentState(), tree.b);
 }
 
-TEST(State, AddingAChildTwiceOwnsItOnce)
+TEST(State, AddingAChildOrTransitionTwiceOwnsItOnce)
 {
     CTwoGroups tree;
     tree.a->addState(tree.a1);
     tree.a->addState(nullptr);
     EXPECT_THAT(tree.a->children(), ElementsAre(tree.a1, tree.a2));
+    CTransition* transition = tree.a->addTransitionTo(tree.b);
+    tree.a->addTransition(transition);
+    tree.a->addTransition(nullptr);
+    EXPECT_THAT(tree.a->transitions(), ElementsAre(transition));
 }
 
 TEST(State, ParallelGroupEntersProcessesAndLeavesAllChildrenInOrder)

@@ -65,7 +65,7 @@ CAbstractState* CAbstractState::commonParentState(CAbstractState* other) const
 
 void CAbstractState::enter()
 {
-    active.store(true, std::memory_order_relaxed);
+    active.store(true, std::memory_order_release);
     emitEntered();
     onEntry();
     if (CStateMachine* known = machineCache.load(std::memory_order_relaxed))
@@ -76,7 +76,7 @@ void CAbstractState::exit()
 {
     onExit();
     emitExited();
-    active.store(false, std::memory_order_relaxed);
+    active.store(false, std::memory_order_release);
 }
 
 void CAbstractState::doProcessing()
@@ -148,7 +148,7 @@ bool CState::isFinished() const
 
 void CState::addTransition(CTransition* transition)
 {
-    if (transition)
+    if (transition && std::find(outgoing.begin(), outgoing.end(), transition) == outgoing.end())
         outgoing.push_back(transition);
 }
 

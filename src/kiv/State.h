@@ -63,7 +63,7 @@ public:
     /// or `other` is null.
     virtual CAbstractState* commonParentState(CAbstractState* other) const;
 
-    bool isActive() const { return active.load(std::memory_order_relaxed); }
+    bool isActive() const { return active.load(std::memory_order_acquire); }
     const std::string& name() const { return stateName; }
     CState* parentState() const { return parentGroup; }
     eStateType stateType() const { return kind; }
