@@ -89,6 +89,7 @@ void functionVector(benchmark::State& state, std::size_t count)
     const auto all = receivers<CCounter>(count);
     std::recursive_mutex mutex;
     std::vector<std::function<void(Payload*)>> functions;
+    functions.reserve(count);
     for (const auto& each : all)
         functions.emplace_back([receiver = each.get()](Payload* payload) { receiver->onEvent(payload); });
     run(state, [&](Payload* payload) {

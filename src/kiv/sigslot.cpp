@@ -185,6 +185,22 @@ void _signal_base<multi_threaded_local>::slot_duplicate(const receiver_type* old
     }
 }
 
+void _signal_base<multi_threaded_local>::enter_unusual(walk& position)
+{
+    position.outer = walks;
+    position.next = nullptr;
+    position.nextIndex = 0;
+    walks = &position;
+}
+
+void _signal_base<multi_threaded_local>::leave(_signal_base& signal, const walk& position)
+{
+    if (position.next == nullptr && position.outer == &position)
+        return;
+    signal.walks = position.outer;
+    signal.multi_threaded_local::unlock();
+}
+
 void _signal_base<multi_threaded_local>::append(const connection& added)
 {
     const policy_lock guard(*this);

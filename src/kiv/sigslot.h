@@ -83,7 +83,8 @@ class _signal_base;
 /// The base of everything that receives signals; it remembers the signals that are connected to it.
 ///
 /// A copy is connected wherever its source was, to the same member functions: copy only into an object of the same
-/// class. Connections belong to the object, so there is no assignment.
+/// class, and while no other thread emits to the source, since the copy is connected before its derived part exists.
+/// Connections belong to the object, so there is no assignment.
 ///
 /// Threads: safe from any thread, see the top of this file for destruction.
 /// Errors: connecting and copying throw std::bad_alloc and then change nothing.
@@ -153,9 +154,9 @@ protected:
     /// How far an emission has come, linked from the signal, so that whoever changes the connections keeps it right.
     struct walk
     {
-        walk* outer;                      // itself once the signal was destroyed
-        const connection* next = nullptr; // comes after the call in progress, until the connections are changed
-        std::size_t nextIndex = 0;        // the same from then on
+        walk* outer;            // itself once the signal was destroyed
+        const connection* next; // comes after the call in progress; null once the connections were changed
+        std::size_t nextIndex;  // the same from then on
     };
 
     _signal_base() = default;
@@ -163,27 +164,32 @@ protected:
     /// Asked without the lock.
     bool has_connections() const { return connected.load(std::memory_order_relaxed); }
 
-    /// True if there are connections, all without a relay.
-    bool is_direct() const { return direct; }
-
     const std::vector<connection>& in_order() const { return connections; }
 
-    /// Begins an emission: takes the lock and links its walk.
-    void enter(walk& position)
+    /// Begins an emission: takes the lock and links its walk. True in the usual case of an outermost emission to
+    /// connections without relays, false if step() has to lead the walk from the beginning.
+    bool enter(walk& position)
     {
         multi_threaded_local::lock();
-        position.outer = walks;
+        if (walks != nullptr || !direct)
+        {
+            enter_unusual(position);
+            return false;
+        }
+        position.outer = nullptr;
         walks = &position;
+        return true;
     }
 
-    /// Ends an emission. If the signal was destroyed meanwhile, nothing is left to end.
-    static void leave(_signal_base& signal, const walk& position)
+    /// Ends an emission that was usual to its end.
+    static void leave_usual(_signal_base& signal)
     {
-        if (position.next == nullptr && position.outer == &position)
-            return;
-        signal.walks = position.outer;
+        signal.walks = nullptr;
         signal.multi_threaded_local::unlock();
     }
+
+    /// Ends any emission. If the signal was destroyed meanwhile, nothing is left to end.
+    [[gnu::cold]] static void leave(_signal_base& signal, const walk& position);
 
     /// Adds a connection at the end and tells its receiver.
     void append(const connection& added);
@@ -194,6 +200,7 @@ protected:
 private:
     friend class has_slots<multi_threaded_local>;
 
+    [[gnu::cold]] void enter_unusual(walk& position);
     void push_back(const connection& added);
     void erase(std::size_t index);
     void drop(const receiver_type* receiver);
@@ -238,18 +245,10 @@ protected:
     void call_all(Arg arg)
     {
         walk position;
-        this->enter(position);
-        try
-        {
-            if (!this->is_direct() || !call_direct(position, arg))
-                call_rest(*this, position, arg);
-        }
-        catch (...)
-        {
-            base::leave(*this, position);
-            throw;
-        }
-        base::leave(*this, position);
+        if (__builtin_expect(this->enter(position) && call_direct(position, arg), true))
+            base::leave_usual(*this);
+        else
+            call_rest(*this, position, arg);
     }
 
 private:
@@ -288,22 +287,43 @@ private:
             call(called, arg);
             return position.next != nullptr && current != end;
         };
-        // Four calls a round: a processor foresees the end of few rounds better than that of many.
-        while (step() && step() && step() && step())
-        {}
+        try
+        {
+            // Most signals have one receiver. Four calls a round for the others: a processor foresees the end of few
+            // rounds better than that of many.
+            if (__builtin_expect(step(), false))
+            {
+                while (step() && step() && step() && step())
+                {}
+            }
+        }
+        catch (...)
+        {
+            base::leave(*this, position);
+            throw;
+        }
         return position.next != nullptr;
     }
 
-    /// Calls what is left after a change, or everything if there are relays.
+    /// Calls what is left, and ends the emission.
     [[gnu::cold, gnu::noinline]] static void call_rest(base& signal, walk& position, Arg arg)
     {
-        while (const connection* called = base::step(signal, position))
+        try
         {
-            if (called->relay == nullptr)
-                call(*called, arg);
-            else
-                reinterpret_cast<relay_op>(called->relay)(*called, arg);
+            while (const connection* called = base::step(signal, position))
+            {
+                if (called->relay == nullptr)
+                    call(*called, arg);
+                else
+                    reinterpret_cast<relay_op>(called->relay)(*called, arg);
+            }
         }
+        catch (...)
+        {
+            base::leave(signal, position);
+            throw;
+        }
+        base::leave(signal, position);
     }
 
     // GCC's vptr check expects an object of receiver_type at the address where the operation's own class begins.
@@ -343,8 +363,8 @@ public:
         this->template append_op<Owner>(receiver, op);
     }
 
-    /// Calls every connection in order. Allocates nothing. Without connections it returns at once and takes no lock,
-    /// which nobody can tell from having taken it.
+    /// Calls every connection in order. Allocates nothing. Without connections it returns at once, without the lock:
+    /// there is nothing then that the lock would keep in order.
     void operator()(Arg arg)
     {
         if (this->has_connections())
