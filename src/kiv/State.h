@@ -28,23 +28,30 @@ enum eStateType : int
 
 /// A node of the state tree: what every kind of state has in common.
 ///
-/// Applications derive from CState, seldom from this class, and override the three hooks; an override calls the hook
-/// of its base class, which keeps the tree going. A state is constructed with `new` and with its parent, and the parent
-/// owns it from then on: never delete a single state, never put one on the stack.
+/// Applications derive from CState, CFinalState or CHistoryState, not from this class, and override the three hooks; an
+/// override calls the hook of its base class, which keeps the tree going. A state is constructed with `new` and with
+/// its parent, and the parent owns it from then on: never delete a single state, never put one on the stack. Only the
+/// machine is the application's own.
 ///
 /// Order on entry: the state turns active, sigEntered, onEntry() (which enters the children), then the machine's
 /// sigStateEntered; so along a nested entry sigEntered goes from the outside in and sigStateEntered from the inside
 /// out. Order on exit: onExit() (which leaves the children first), sigExited, then the state turns inactive. On a
 /// processing pass: onProcessing() (children first), then sigProcessing if the do-activity is enabled.
 ///
+/// A hook or receiver stands in the middle of such a walk. It posts events and fires transitions with TriggerQueued; a
+/// direct trigger from there changes the tree under the walk, which goes on with what it had begun. Only onProcessing()
+/// and receivers of sigProcessing may fire directly: the rest of the pass then still visits the states just left.
+///
 /// Threads: hooks run and signals are emitted on the thread that processes the machine (see CStateMachine), those of
 /// the first entry on the caller's of start() and those of the last exit on the caller's of stop(). isActive() may be
-/// asked from any thread; everything else belongs to the processing thread or to the time before start().
+/// asked from any thread, and when it shows a state as left, what its exit did is visible too; everything else belongs
+/// to the processing thread or to the time before start(), unless it says otherwise.
 /// Errors: none is reported; misuse is ignored or said in the machine's log.
 class KIV_API CAbstractState : public sigslot::has_slots<sigslot::multi_threaded_local>
 {
 public:
-    /// Attaches itself to `parent`, unless that is null; `name` is copied and stands in every log line.
+    /// Attaches itself to `parent`, unless that is null; `name` is copied, may be empty or repeated, and stands in
+    /// every log line. `type` is that of the library's class which the derived one extends.
     CAbstractState(eStateType type, const std::string& name, CState* parent);
     ~CAbstractState() override;
     CAbstractState(const CAbstractState&) = delete;
@@ -58,10 +65,6 @@ public:
 
     /// The ancestor n + 1 steps up, null where the chain is shorter; the state itself for a negative n.
     CAbstractState* parentAtLevel(int n) const;
-
-    /// The innermost state that contains both, which is one of the two if it contains the other; null if there is none
-    /// or `other` is null.
-    virtual CAbstractState* commonParentState(CAbstractState* other) const;
 
     bool isActive() const { return active.load(std::memory_order_acquire); }
     const std::string& name() const { return stateName; }
@@ -98,6 +101,10 @@ public:
     /// Called on every processing pass while the state is active: the place for work that goes on inside a state.
     virtual void onProcessing() = 0;
 
+    /// The innermost state that contains both, which is one of the two if it contains the other; null if there is none
+    /// or `other` is null.
+    virtual CAbstractState* commonParentState(CAbstractState* other) const;
+
 protected:
     /// One line "NAME::WHAT" to the machine's log, if there is a machine and it logs.
     void logHook(const char* hook) const;
@@ -118,7 +125,8 @@ private:
 
 /// A simple state, or with children a compound one: a group of which one child or all children are active.
 ///
-/// Exclusive mode (the default): one child is active, at first the initial state, which the application must set.
+/// Exclusive mode (the default): one child is active, at first the initial state, which the application must set;
+/// without it nothing below the group is entered.
 /// Parallel mode: all children are entered and left together, in the order of adding.
 ///
 /// A compound state finishes when one of its final children is entered: it emits sigFinished. If its parent is parallel
@@ -139,7 +147,8 @@ public:
     ~CState() override;
 
     /// Takes a child over; states constructed with a parent have done this already. A history state is kept apart and
-    /// is not listed among the children, a final state is. Null and a child listed already are ignored.
+    /// is not listed among the children, a final state is. Null and a child listed already are ignored; a child of
+    /// another group stays that one's too and would be deleted twice.
     void addState(CAbstractState* child);
 
     /// The child that an entry goes to; must be one of the children or the history state, which is not checked.
@@ -168,7 +177,8 @@ public:
     /// In exclusive mode the active child, null while none is; may be read from any thread.
     CAbstractState* currentChild() const { return activeChild.load(std::memory_order_relaxed); }
 
-    /// Appends a transition whose source must be this state; the state owns it from then on.
+    /// Appends a transition whose source must be this state; the state owns it from then on. Null and one that it has
+    /// already are ignored.
     void addTransition(CTransition* transition);
 
     /// A transition that only CTransition::trigger() fires.
@@ -181,7 +191,8 @@ public:
     /// machine, and so fires when the machine next processes its queue, never inside sigFinished.
     CTransition* addFinishedTransitionTo(CAbstractState* target);
 
-    /// Declares the state finished without a final state: emits sigFinished.
+    /// Declares the state finished without a final state: emits sigFinished. It leaves nothing and changes no state;
+    /// isFinished() stays as it is.
     void leave() { emitFinished(); }
     void emitFinished() { sigFinished(this); }
 
@@ -230,8 +241,9 @@ public:
 ///
 /// The history is shallow: only the direct child is remembered; below it an entry starts from the initial states,
 /// unless there are history states too. Before the group was ever left, the default state stands in; without one,
-/// nothing is entered. It may stand directly under the machine: then stop() remembers and start() resumes.
-/// It is never left, so isActive() stays true once it was entered.
+/// nothing is entered. In a parallel group, whose children are all entered, it has no use. It may stand directly under
+/// the machine: then stop() remembers and start() resumes. It is never left, so isActive() stays true once it was
+/// entered.
 class KIV_API CHistoryState : public CAbstractState
 {
 public:

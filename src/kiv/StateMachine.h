@@ -43,13 +43,16 @@ class StateMachinePrivate;
 ///   ---------+-------------------------------+-------------------------------+-----------------------------
 ///   stopped  | enters the initial state      | nothing                       | handles the queue, no pass
 ///   started  | synchronous: enters it again; | leaves the active state,      | synchronous machines only
-///            | asynchronous: nothing         | queued events stay queued     |
+///            | asynchronous: nothing         | synchronous: events stay      |
+///            |                               | queued; asynchronous: below   |
 ///
 /// Threads: postEvent() with ProcessingAsync, queued triggers, pendingEvents(), droppedEvents(), isAsync() and the
-/// states' isActive() from any thread. All else on the processing thread, or before start().
+/// states' isActive() from any thread. start(), stop() and destruction by one thread at a time, for an asynchronous
+/// machine not its worker, whose hooks may call stop() nevertheless. All else on the processing thread, or before
+/// start(). Nobody posts any more when the machine is destroyed.
 /// Errors: none is returned. A dropped event is counted by droppedEvents(); an event without transition is ignored. An
-/// exception from a hook or receiver leaves process() of a synchronous machine with the event consumed; on the worker
-/// thread it ends the process.
+/// exception from a hook or receiver leaves process() of a synchronous machine with the event consumed and the states
+/// as far as they had come, which start() does not put right; on the worker thread it ends the process.
 class KIV_API CStateMachine : public CState
 {
 public:
@@ -64,7 +67,9 @@ public:
     explicit CStateMachine(eProcessingType type = ProcessingSync);
 
     /// Ends the worker thread before anything that it uses goes, waiting for a hook in progress as long as that takes.
-    /// States are destroyed without being left: call stop() first. Not from the worker thread itself.
+    /// States are destroyed without being left: call stop() first. Not from the worker thread itself. A class derived
+    /// from this one calls stop() in its own destructor and waits for the active state to be left, as long as its
+    /// members are there for the hooks.
     ~CStateMachine() override;
 
     /// Enters the initial state on the calling thread, emits sigStarted, and starts the worker of an asynchronous
@@ -75,12 +80,13 @@ public:
 
     /// Ends the worker of an asynchronous machine and leaves the active top-level state on the calling thread.
     ///
-    /// The worker first handles what is queued; it has 200 ms. If a hook or an endless stream of events keeps it
-    /// longer, stop() returns nevertheless, and the worker leaves the active state itself as soon as the event in work
-    /// is done: two threads never walk the tree together. isActive() of the top-level state tells when that has come.
-    /// So it goes too when a hook on the worker calls stop(): it returns at once, and what is queued stays queued.
-    /// A synchronous machine is left at once, so not from its hooks, which stand in the middle of a walk over the tree,
-    /// but after process() has returned. A machine that was not started is left as it is.
+    /// The worker is woken, handles what is queued, and makes no further pass; it has 200 ms. If a hook or an endless
+    /// stream of events keeps it longer, stop() returns nevertheless, and the worker leaves the active state itself as
+    /// soon as the event in work is done: two threads never walk the tree together. isActive() of the top-level state
+    /// tells when that has come. So it goes too when a hook on the worker calls stop(): it returns at once, and what is
+    /// queued stays queued. A synchronous machine is left at once, so not from its hooks, which stand in the middle of
+    /// a walk over the tree, but after process() has returned; nor any machine from the hooks of start(). A machine
+    /// that was not started is left as it is.
     void stop();
 
     /// Handles every event and transition in the queue, those included that are queued meanwhile, then makes one
@@ -91,13 +97,14 @@ public:
     void processEvent(unsigned char eventNo);
 
     /// ProcessingAsync: puts the event into the queue, from any thread (see the table for a full queue).
-    /// ProcessingSync: processEvent() at once.
+    /// ProcessingSync: processEvent() at once, on the processing thread only.
     void postEvent(unsigned char eventNo, eProcessingType type = ProcessingAsync);
 
     /// Puts a transition into the queue, from any thread; CTransition::trigger(TriggerQueued) calls it.
     void queueTransitionTriggerEvent(CTransition* transition);
 
-    /// Lets an event fire a transition, besides those that it fires already; a second time changes nothing.
+    /// Lets an event fire a transition, besides those that it fires already; a second time changes nothing. The name is
+    /// spelled so and stays so.
     void registerEventTransiton(unsigned char eventNo, CTransition* transition);
 
     /// The numbers of the events that fire a transition, ascending.
@@ -120,6 +127,7 @@ public:
     bool isLogging() const { return logging; }
 
     /// Formats as printf does into 128 bytes, longer texts are cut, and calls the log callback; nothing without one.
+    /// `format` is not null.
     void logMessage(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
     /// Emits sigStateEntered; every state calls it at the end of its entry.

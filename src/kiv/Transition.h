@@ -24,10 +24,12 @@ class CStateMachine;
 /// parent of source and target are left, innermost first; onTransition() is called and sigTriggered emitted; the states
 /// from below the common parent down to the target are entered, and what lies below a compound target. A transition
 /// to a state of the same group, itself included, leaves the source and enters the target. A transition from a state
-/// into its own inside leaves the state and enters only the path below it: the state ends inactive, on purpose.
+/// into its own inside leaves the state and enters only the path below it: the state ends inactive, on purpose. One
+/// from region to region of a parallel state leaves its own region and enters the other anew, which was not left.
 ///
 /// Ownership: the source state owns the transition.
-/// Threads: a direct trigger belongs to the thread that processes the machine; from any other thread use TriggerQueued.
+/// Threads: a direct trigger belongs to the thread that processes the machine, outside of hooks and receivers (see
+/// CAbstractState); from these and from any other thread use TriggerQueued.
 /// Errors: none is returned; a transition that cannot fire leaves every state as it is and one line in the machine's
 /// log: no source, no target, source not active, no common parent, or a target that contains the source.
 class KIV_API CTransition : public sigslot::has_slots<sigslot::multi_threaded_local>
@@ -36,7 +38,7 @@ public:
     enum eTriggerMode : int
     {
         TriggerDirect = 0, ///< fire at once, on the calling thread
-        TriggerQueued = 1  ///< fire when the machine processes its queue
+        TriggerQueued = 1  ///< fire when the machine processes its queue, if the source is active then
     };
 
     /// Does not enter itself in the source's list; CState::addTransition() does. `name` is copied.
@@ -67,7 +69,7 @@ public:
     /// Fires at once.
     void doTrigger();
 
-    /// Writes "SOURCE ---[NAME::onTransition()]---> TARGET" to the machine's log. Needs source and target.
+    /// Writes "SOURCE ---[NAME::onTransition()]---> TARGET" to the machine's log; nothing without source or target.
     void logTransition();
 
     void emitTriggered() { sigTriggered(this); }
