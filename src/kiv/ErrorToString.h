@@ -22,8 +22,8 @@ extern "C"
 
     /// A binary search in the bare catalogue, for places that must neither allocate nor ask the system.
     ///
-    /// It differs from ErrorToString() on purpose: it does not know negated codes, raw errno codes and 93, and gives
-    /// "Try again later" for 11.
+    /// It differs from ErrorToString() on purpose: negated codes, raw errno codes and 93 are among the numbers without
+    /// a text, and 11 is "Try again later". Any int is legal; the pointer never becomes invalid.
     ///
     /// Threads: safe from any thread and from signal handlers.
     /// Errors: none.

@@ -175,18 +175,22 @@ public:
 
     // Values. Numbers are read and written as in the C locale, whatever locale the process has set.
 
-    /// Decimal, "0x" hexadecimal, or octal after a '0' ("010" is 8, "08" and "0X1F" are 0); text after the number does
-    /// not count. A decimal number beyond the range reads as the nearest long.
+    /// Decimal, "0x" hexadecimal, or octal after a '0' ("010" is 8, "08" and "0X1F" are 0); after a sign decimal only
+    /// ("-0x10" is 0); text after the number does not count. A decimal number beyond the range reads as the nearest
+    /// long, any other as -1.
     long readInteger(std::string section, std::string key, long defaultValue) const;
     /// True for any integer but 0; words such as "true" do not parse.
     bool readBool(std::string section, std::string key, bool defaultValue) const;
+    /// "2.5", "-1e3", also "inf" and "nan"; text after the number does not count, so "0,5" is 0.
     double readFloat(std::string section, std::string key, double defaultValue) const;
     /// Month-day-year, "03-15-2024", any numbers of at most two, two and four digits. The fields other than tm_mon,
-    /// tm_mday and tm_year are the default's.
+    /// tm_mday and tm_year are the default's, which is not changed.
     std::tm readDate(std::string section, std::string key, std::tm& defaultValue) const;
     /// "07:30PM" or "07:30AM"; PM adds 12 in every case ("12:00PM" is hour 24, noon is "00:00PM"). The fields other
-    /// than tm_hour and tm_min are the default's, so that a date just read can be the default.
+    /// than tm_hour and tm_min are the default's, so that a date just read can be the default. "19:30" and "7:30pm" do
+    /// not parse.
     std::tm readTime(std::string section, std::string key, std::tm& defaultValue) const;
+    /// Stores the value, which may be empty, or the default in `result`.
     void readString(const std::string& section, const std::string& key, const std::string& defaultValue,
                     std::string& result) const;
     /// Stores up to `size` bytes given as pairs of hexadecimal digits and returns their number. 0 for a text of odd or

@@ -36,9 +36,9 @@ class CThreadPrivate;
 class KIV_API CThread
 {
 public:
-    /// `name` goes into the log and is not copied: it must outlive the thread. `priority` is one of QThread's, 0 (idle)
-    /// to 6 (time critical), 3 is normal, 7 inherits the caller's; above normal it takes effect only with the right to
-    /// it.
+    /// `name` goes into the log and is not copied: it must outlive the thread; null counts as "". `priority` is one of
+    /// QThread's, 0 (idle) to 6 (time critical), 3 is normal, 7 inherits the caller's; above normal it takes effect
+    /// only with the right to it.
     explicit CThread(const char* name, int priority = 3);
     CThread(const CThread&) = delete;
     CThread& operator=(const CThread&) = delete;

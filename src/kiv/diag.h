@@ -9,7 +9,7 @@
 #include <kiv/kiv_export.h>
 
 /// An application calls init() once at its start, before other threads log; the library logs through diagLogger() and
-/// the applications may do so too.
+/// the applications may do so too, with the macros of <log4cplus/loggingmacros.h>.
 ///
 /// Threads: init(), initDefaultConfig() and initConfigFromFile() belong to the start of the program; all else is safe
 /// from any thread.
@@ -28,6 +28,10 @@ KIV_API void finish();
 
 /// Lets the logger "DiagLogger" write everything to standard output. Does nothing when a logger of that name exists
 /// already: neither a configuration from a file nor an earlier call is ever overwritten.
+///
+/// No other logger gets an appender: what a program logs elsewhere, and what alarm timers log on "AlarmTimerLogger", is
+/// dropped, and log4cplus complains once on standard error. A property file with a root appender, or
+/// log4cplus::NullAppender for what is not wanted, keeps it quiet.
 KIV_API void initDefaultConfig();
 
 /// Resets log4cplus's default hierarchy and configures it from a property file; may be repeated.
@@ -38,7 +42,8 @@ KIV_API void initDefaultConfig();
 /// exception reaches the caller.
 KIV_API void initConfigFromFile(const std::string& configPath);
 
-/// The shared logger itself: log4cplus's root logger before init(), "DiagLogger" from then on.
+/// The shared logger itself: log4cplus's root logger before init(), "DiagLogger" from then on. The reference stays good
+/// until the process ends.
 KIV_API log4cplus::Logger& diagLogger();
 
 /// Prints "Error 0000000d - Permission denied" and a line break to standard output, flushes it and returns `err`;

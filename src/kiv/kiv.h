@@ -1,4 +1,5 @@
-/// Includes every public header; meant for small programs, larger ones include what they use.
+/// Includes every public header; meant for small programs, larger ones include what they use. <kiv/diag.h> brings
+/// log4cplus's headers with it.
 #ifndef KIV_KIV_H
 #define KIV_KIV_H
 

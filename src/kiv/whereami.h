@@ -3,11 +3,10 @@
 /// Both functions copy the canonical path (symbolic links resolved) into `out` and return its length in bytes, or -1
 /// when it cannot be found out, for example because the file was deleted or replaced while it runs.
 ///
-/// - The path is copied only when it fits into `capacity` bytes, and without a terminating NUL. With `out` null the
-/// call
-///   only measures: measure, allocate, call again, terminate.
-/// - When the path was copied and `dirnameLength` is not null, it receives the index of the path's last slash: the
-///   length of the directory part. Otherwise `dirnameLength` is left as it is.
+/// The path is copied only when it fits into `capacity` bytes, and without a terminating NUL; the length comes back in
+/// any case, so a result above `capacity` tells that nothing was copied. With `out` null the call only measures:
+/// measure, allocate, call again, terminate. When the path was copied and `dirnameLength` is not null, it receives the
+/// index of the path's last slash, the length of the directory part; otherwise it is left as it is.
 ///
 /// Threads: safe from any thread.
 /// Errors: -1.
