@@ -250,10 +250,10 @@ int CBoard::write(COpenFile& file, std::string_view bytes)
     return result;
 }
 
-void CBoard::close(COpenFile& file)
+void CBoard::close(std::unique_ptr<COpenFile> file)
 {
-    if (!file.attribute().isSilent)
-        journal.add("close", file.attribute().path(), "", 0);
+    if (!file->attribute().isSilent)
+        journal.add("close", file->attribute().path(), "", 0);
 }
 
 /// One line for each thing on the board, its fields separated by tabs; the manual describes them.

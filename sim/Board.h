@@ -47,8 +47,7 @@ public:
     int open(const std::shared_ptr<CAttribute>& attribute, int flags, std::unique_ptr<COpenFile>& file);
     int read(COpenFile& file, std::size_t offset, std::size_t size, std::string& bytes);
     int write(COpenFile& file, std::string_view bytes);
-    /// Only notes it; the file may be closed several times through copies of its descriptor.
-    void close(COpenFile& file);
+    void close(std::unique_ptr<COpenFile> file);
 
 private:
     void addGpio(const BoardConfig& config);
