@@ -1,0 +1,542 @@
+// The simulated board's answers, access by access, as kernels 6.1 and 6.12 give them.
+#include <fstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <poll.h>
+
+#include "Board.h"
+#include "TemporaryDirectory.h"
+
+using namespace std::string_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace
+{
+
+/// Programs' view of a board: paths are relative to /sys/class, an access opens and closes its file.
+class CUser
+{
+public:
+    explicit CUser(const Sim::BoardConfig& config = Sim::defaultBoard()) : board(config) {}
+
+    int write(const std::string& path, const std::string& bytes, int flags = O_WRONLY)
+    {
+        std::unique_ptr<Sim::COpenFile> file;
+        if (const int refusal = board.open("/sys/class/" + path, flags, file))
+            return refusal;
+        const int result = board.write(*file, bytes);
+        board.close(std::move(file));
+        return result;
+    }
+
+    /// The text, or "-EPERM" and the like.
+    std::string read(const std::string& path)
+    {
+        std::unique_ptr<Sim::COpenFile> file;
+        std::string text;
+        int result = board.open("/sys/class/" + path, O_RDONLY, file);
+        if (result == 0)
+        {
+            result = board.read(*file, 0, 4096, text);
+            board.close(std::move(file));
+        }
+        return result < 0 ? "-"s + strerrorname_np(-result) : text;
+    }
+
+    std::unique_ptr<Sim::COpenFile> open(const std::string& path, int flags = O_RDWR)
+    {
+        std::unique_ptr<Sim::COpenFile> file;
+        EXPECT_EQ(board.open("/sys/class/" + path, flags, file), 0) << path;
+        return file;
+    }
+
+    Sim::CBoard board;
+};
+
+Sim::BoardConfig newKernel()
+{
+    Sim::BoardConfig config = Sim::defaultBoard();
+    config.kernel = Sim::Kernel612;
+    config.pwm[0].kernel = Sim::Kernel612;
+    return config;
+}
+
+/// One access and its answer: the result of a write, or the text of a reading.
+struct Row
+{
+    const char* path;
+    std::string written;
+    int result;
+    std::string read;
+};
+
+Row wr(const char* path, const std::string& bytes) { return {path, bytes, static_cast<int>(bytes.size()), ""}; }
+
+Row refused(const char* path, const std::string& bytes, int error) { return {path, bytes, -error, ""}; }
+
+Row rd(const char* path, const std::string& text) { return {path, "", 0, text}; }
+
+void play(CUser& user, const std::vector<Row>& rows)
+{
+    for (std::size_t i = 0; i < rows.size(); ++i)
+    {
+        SCOPED_TRACE("row " + std::to_string(i) + ": " + rows[i].path + " '" + rows[i].written + "'");
+        if (rows[i].written.empty())
+            EXPECT_EQ(user.read(rows[i].path), rows[i].read);
+        else
+            EXPECT_EQ(user.write(rows[i].path, rows[i].written), rows[i].result);
+    }
+}
+
+constexpr const char* dir = "gpio/gpio504/direction";
+constexpr const char* val = "gpio/gpio504/value";
+constexpr const char* edg = "gpio/gpio504/edge";
+constexpr const char* low = "gpio/gpio504/active_low";
+constexpr const char* world = "sim/gpio/gpio504";
+constexpr const char* period = "pwm/pwmchip0/pwm0/period";
+constexpr const char* duty = "pwm/pwmchip0/pwm0/duty_cycle";
+constexpr const char* enable = "pwm/pwmchip0/pwm0/enable";
+constexpr const char* polarity = "pwm/pwmchip0/pwm0/polarity";
+
+} // namespace
+
+TEST(BoardGpio, ExportTakesNumbersAsTheKernelReadsThem)
+{
+    for (const std::string& text : {"505"s, "505\n"s, "505\0"s, "505\n\0"s, "+505"s, "0x1f9"s, "0X1F9"s, "0771"s})
+    {
+        CUser user;
+        EXPECT_EQ(user.write("gpio/export", text), static_cast<int>(text.size())) << text;
+        EXPECT_EQ(user.read("gpio/gpio505/value"), "0\n") << text;
+        EXPECT_EQ(user.write("gpio/unexport", text), static_cast<int>(text.size())) << text;
+        EXPECT_EQ(user.read("gpio/gpio505/value"), "-ENOENT") << text;
+    }
+    CUser user;
+    for (const std::string& text : {" 505"s, "505 "s, "505\n\n"s, "505x"s, "505,506"s, "abc"s, "-1"s, "\n"s, "\0"s,
+                                    "+"s, "0x"s, "08"s, "503"s, "512"s})
+        EXPECT_EQ(user.write("gpio/export", text), -EINVAL) << text;
+    EXPECT_EQ(user.write("gpio/export", "18446744073709551617"), -ERANGE);
+    EXPECT_EQ(user.write("gpio/export", "9223372036854775808"), -ERANGE);
+}
+
+TEST(BoardGpio, LinesAreExportedOnceAndNotFromDrivers)
+{
+    Sim::BoardConfig config = Sim::defaultBoard();
+    config.gpio[0].held = {3};
+    CUser user(config);
+    play(user, {wr("gpio/export", "504"), refused("gpio/export", "504", EBUSY), refused("gpio/export", "507", EBUSY),
+                rd("gpio/gpio507/value", "-ENOENT"), refused("gpio/unexport", "507", EINVAL),
+                refused("gpio/unexport", "505", EINVAL), refused("gpio/unexport", "9999", EINVAL),
+                wr("gpio/unexport", "504"), refused("gpio/unexport", "504", EINVAL)});
+    const auto file = user.open("gpio/export", O_WRONLY);
+    EXPECT_EQ(user.board.write(*file, "505"), 3);
+    EXPECT_EQ(user.board.write(*file, "506"), 3);
+}
+
+TEST(BoardGpio, DirectionTakesFourWordsAndOutMeansLow)
+{
+    for (const std::string& word : {"in"s, "out"s, "high"s, "low"s})
+        for (const std::string& end : {""s, "\n"s, "\0"s, "\n\0"s})
+        {
+            CUser user;
+            play(user, {wr("gpio/export", "504"), wr(dir, "high"), wr(dir, word + end),
+                        rd(dir, word == "in" ? "in\n" : "out\n"), rd(val, word == "high" ? "1\n" : "0\n")});
+        }
+    CUser user;
+    user.write("gpio/export", "504");
+    for (const std::string& text : {" out"s, "out "s, "OUT"s, "outx"s, "1"s, "\0"s, "out\n\n"s, "ou"s})
+        EXPECT_EQ(user.write(dir, text), -EINVAL) << text;
+}
+
+TEST(BoardGpio, ValueOfOutputsIsAnyNumberAndOfInputsReadOnly)
+{
+    CUser user;
+    play(user, {wr("gpio/export", "504"),
+                refused(val, "1", EPERM),
+                refused(val, "true", EPERM),
+                wr(dir, "out"),
+                wr(val, "1"),
+                rd(val, "1\n"),
+                wr(val, "0\n"),
+                rd(val, "0\n"),
+                wr(val, "1\0"s),
+                rd(val, "1\n"),
+                wr(val, "0"),
+                wr(val, "2"),
+                rd(val, "1\n"),
+                wr(val, "0"),
+                wr(val, "-1"),
+                rd(val, "1\n"),
+                wr(val, "0"),
+                wr(val, "10"),
+                rd(val, "1\n"),
+                wr(val, "0"),
+                wr(val, "0x1"),
+                rd(val, "1\n"),
+                rd(world, "1\n"),
+                refused(val, "true", EINVAL),
+                refused(val, " 0", EINVAL),
+                refused(val, "0 ", EINVAL),
+                refused(val, "\0"s, EINVAL),
+                refused(world, "0", EPERM),
+                wr(dir, "out"),
+                rd(val, "0\n"),
+                wr(dir, "in"),
+                wr(world, "1"),
+                rd(val, "1\n"),
+                refused(world, "x", EINVAL),
+                rd(val, "1\n")});
+}
+
+TEST(BoardGpio, ReadingGoesOnWhereItStoodAndBeginsAnewAtTheStart)
+{
+    CUser user;
+    play(user, {wr("gpio/export", "504"), wr(world, "1")});
+    const auto file = user.open(val);
+    std::string bytes;
+    EXPECT_EQ(user.board.read(*file, 0, 1, bytes), 1);
+    user.write(world, "0");
+    EXPECT_EQ(user.board.read(*file, 1, 10, bytes), 1);
+    EXPECT_EQ(bytes, "\n");
+    EXPECT_EQ(user.board.read(*file, 2, 10, bytes), 0);
+    EXPECT_EQ(user.board.read(*file, 0, 10, bytes), 2);
+    EXPECT_EQ(bytes, "0\n");
+}
+
+TEST(BoardGpio, ActiveLowTurnsValueAndEdgeButNotTheDirectionsLevel)
+{
+    CUser user;
+    play(user, {wr("gpio/export", "504"), rd(low, "0\n"), wr(low, "5"), rd(low, "1\n"), refused(low, "x", EINVAL),
+                wr(dir, "high"), rd(val, "0\n"), rd(world, "1\n"), wr(val, "1"), rd(world, "0\n"), wr(dir, "in"),
+                wr(world, "1"), rd(val, "0\n"), wr(edg, "rising")});
+    const auto file = user.open(val);
+    std::string bytes;
+    user.board.read(*file, 0, 2, bytes);
+    user.write(world, "0");
+    EXPECT_NE(file->poll({}) & POLLPRI, 0);
+    user.board.read(*file, 0, 2, bytes);
+    user.write(world, "1");
+    EXPECT_EQ(file->poll({}) & POLLPRI, 0);
+}
+
+TEST(BoardGpio, EdgeIsForInputs)
+{
+    CUser user;
+    play(user,
+         {wr("gpio/export", "504"), rd(edg, "none\n"), wr(edg, "rising"), rd(edg, "rising\n"), wr(edg, "falling\n"),
+          rd(edg, "falling\n"), wr(edg, "both\0"s), rd(edg, "both\n"), refused(edg, "all", EINVAL), wr(dir, "out"),
+          rd(edg, "none\n"), refused(edg, "both", EIO), wr(edg, "none"), rd(edg, "none\n")});
+}
+
+TEST(BoardGpio, PollTellsChangesByEdgeOnceUntilTheyAreRead)
+{
+    struct Case
+    {
+        const char* edge;
+        bool isRisingTold;
+        bool isFallingTold;
+    };
+    for (const Case& expected : {Case{"none", false, false}, Case{"rising", true, false}, Case{"falling", false, true},
+                                 Case{"both", true, true}})
+    {
+        SCOPED_TRACE(expected.edge);
+        CUser user;
+        play(user, {wr("gpio/export", "504"), wr(edg, expected.edge)});
+        const auto file = user.open(val);
+        std::string bytes;
+        const int changed = POLLPRI | POLLERR;
+        EXPECT_EQ(file->poll({}) & (changed | POLLIN), changed | POLLIN) << "before the first reading";
+        user.board.read(*file, 0, 2, bytes);
+        int wakes = 0;
+        const auto poll = [&] { return file->poll([&] { ++wakes; }) & changed; };
+        EXPECT_EQ(poll(), 0);
+        user.write(world, "1");
+        EXPECT_EQ(poll(), expected.isRisingTold ? changed : 0);
+        EXPECT_EQ(wakes, expected.isRisingTold ? 1 : 0);
+        user.board.read(*file, 0, 2, bytes);
+        wakes = 0;
+        EXPECT_EQ(poll(), 0);
+        user.write(world, "1");
+        EXPECT_EQ(poll(), 0) << "not changed";
+        user.write(world, "0");
+        EXPECT_EQ(poll(), expected.isFallingTold ? changed : 0);
+        EXPECT_EQ(wakes, expected.isFallingTold ? 1 : 0);
+    }
+}
+
+TEST(BoardGpio, UnexportKeepsDirectionAndLevelAndEndsOpenFiles)
+{
+    CUser user;
+    play(user, {wr("gpio/export", "504"), wr(edg, "both"), wr(low, "1"), wr(dir, "high")});
+    const auto file = user.open(val);
+    std::string bytes;
+    user.board.read(*file, 0, 2, bytes);
+    int wakes = 0;
+    file->poll([&] { ++wakes; });
+    play(user, {wr("gpio/unexport", "504"), rd(world, "1\n"), wr("gpio/export", "504"), rd(dir, "out\n"),
+                rd(val, "1\n"), rd(low, "0\n"), rd(edg, "none\n")});
+    EXPECT_EQ(wakes, 0) << "unexport wakes nobody";
+    EXPECT_EQ(user.board.read(*file, 0, 2, bytes), -ENODEV);
+    EXPECT_EQ(user.board.write(*file, "1"), -ENODEV);
+    EXPECT_EQ(file->poll({}) & (POLLPRI | POLLERR), POLLPRI | POLLERR);
+}
+
+TEST(BoardGpio, ChipsHaveTheirNumbersByKernelAndTheirLinks)
+{
+    CUser user;
+    play(user,
+         {rd("gpio/gpiochip504/base", "504\n"), rd("gpio/gpiochip504/ngpio", "8\n"),
+          rd("gpio/gpiochip504/label", "9030000.pl061\n"), rd("gpio/gpiochip504/subsystem/gpiochip504/ngpio", "8\n"),
+          refused("gpio/gpiochip504/ngpio", "9", EACCES), rd("gpio/export", "-EACCES")});
+    EXPECT_EQ(user.write("gpio/gpio9/value", "1"), -ENOENT);
+    EXPECT_EQ(user.write("gpio/gpio9/value", "1", O_WRONLY | O_CREAT), -EACCES);
+    EXPECT_EQ(user.write("gpio/export", "504", O_RDWR), -EACCES);
+    EXPECT_EQ(user.read("gpio"), "-EISDIR");
+    std::vector<std::string> names;
+    EXPECT_EQ(user.board.list("/sys/class/gpio/gpiochip504/device/gpio", names), 0);
+    EXPECT_THAT(names, ElementsAre("gpiochip504"));
+}
+
+TEST(BoardPwm, ExportAnswersForeignChannelsWithNoDevice)
+{
+    for (const std::string& text : {"0"s, "0\n"s, "0\0"s, "0x0"s, "+0"s})
+    {
+        CUser user;
+        EXPECT_EQ(user.write("pwm/pwmchip0/export", text), static_cast<int>(text.size())) << text;
+    }
+    CUser user;
+    play(user, {refused("pwm/pwmchip0/export", " 0", EINVAL), refused("pwm/pwmchip0/export", "0 ", EINVAL),
+                refused("pwm/pwmchip0/export", "-1", EINVAL), refused("pwm/pwmchip0/export", "4294967296", ERANGE),
+                refused("pwm/pwmchip0/export", "2", ENODEV), refused("pwm/pwmchip0/unexport", "0", ENODEV),
+                refused("pwm/pwmchip0/unexport", "2", ENODEV), wr("pwm/pwmchip0/export", "0"),
+                refused("pwm/pwmchip0/export", "0", EBUSY), rd("pwm/pwmchip0/npwm", "2\n"), rd(period, "0\n"),
+                rd(duty, "0\n"), rd(enable, "0\n"), rd(polarity, "normal\n"),
+                rd("pwm/pwmchip0/pwm0/capture", "-ENOSYS"), refused("pwm/pwmchip0/npwm", "1", EACCES)});
+}
+
+TEST(BoardPwm, OlderKernelsWantThePeriodFirst)
+{
+    CUser user;
+    play(user, {wr("pwm/pwmchip0/export", "0"),
+                refused(enable, "0", EINVAL),
+                refused(enable, "1", EINVAL),
+                refused(duty, "0", EINVAL),
+                refused(polarity, "normal", EINVAL),
+                refused(period, "0", EINVAL),
+                wr(period, "1000"),
+                wr(duty, "400"),
+                wr(polarity, "inversed"),
+                wr(enable, "1"),
+                refused(duty, "1001", EINVAL),
+                refused(period, "399", EINVAL),
+                wr(duty, "1000"),
+                rd(duty, "1000\n"),
+                wr(enable, "0"),
+                refused(duty, "1001", EINVAL),
+                refused(period, "999", EINVAL),
+                wr(duty, "100"),
+                wr(period, "100"),
+                rd(period, "100\n")});
+}
+
+TEST(BoardPwm, NewerKernelsCheckOnlyRunningChannels)
+{
+    CUser user(newKernel());
+    play(user, {wr("pwm/pwmchip0/export", "0"), wr(duty, "500"), wr(polarity, "inversed"), refused(enable, "1", EINVAL),
+                wr(period, "100"), refused(enable, "1", EINVAL), wr(duty, "50"), wr(enable, "1"),
+                refused(duty, "101", EINVAL), refused(period, "49", EINVAL), refused(period, "0", EINVAL),
+                wr(enable, "0"), refused(period, "0", EINVAL)});
+    Sim::BoardConfig config = newKernel();
+    config.pwm[0].driver = Sim::DriverBcm2835;
+    CUser strict(config);
+    play(strict, {wr("pwm/pwmchip0/export", "0"), wr(duty, "0"), wr(polarity, "normal"), refused(duty, "5", EINVAL),
+                  refused(polarity, "inversed", EINVAL), wr(period, "100")});
+    config.pwm[0].driver = Sim::DriverRk3288;
+    CUser lenient(config);
+    play(lenient, {wr("pwm/pwmchip0/export", "0"), wr(period, "100"), wr(period, "0"), rd(period, "0\n")});
+}
+
+TEST(BoardPwm, AttributesReadTheirOwnKindOfText)
+{
+    CUser user;
+    play(user, {wr("pwm/pwmchip0/export", "0"),
+                wr(period, "1000000\n"),
+                wr(period, "+1000000\0"s),
+                wr(period, "0xF4240"),
+                rd(period, "1000000\n"),
+                refused(period, " 1", EINVAL),
+                refused(period, "1 ", EINVAL),
+                refused(period, "1e6", EINVAL),
+                refused(period, "1000.5", EINVAL),
+                refused(period, "-1", EINVAL),
+                refused(period, "99999999999999999999", ERANGE),
+                refused(duty, "4294967296", ERANGE),
+                wr(polarity, "inversed\n"),
+                rd(polarity, "inversed\n"),
+                wr(polarity, "normal\0"s),
+                refused(polarity, "inverted", EINVAL),
+                refused(polarity, "INVERSED", EINVAL),
+                refused(polarity, "1", EINVAL),
+                wr(enable, "1\n"),
+                wr(enable, "1\0"s),
+                refused(enable, "2", EINVAL),
+                refused(enable, "-1", EINVAL),
+                refused(enable, "true", EINVAL),
+                wr(polarity, "inversed"),
+                rd(enable, "1\n")});
+}
+
+TEST(BoardPwm, UnexportedChannelsRunOn)
+{
+    CUser user;
+    play(user, {wr("pwm/pwmchip0/export", "0"), wr(period, "1000"), wr(duty, "250"), wr(polarity, "inversed"),
+                rd("sim/pwm/pwmchip0/pwm0", "0.000000\n"), wr(enable, "1")});
+    const auto file = user.open(duty);
+    play(user,
+         {wr("pwm/pwmchip0/unexport", "0"), rd("sim/pwm/pwmchip0/pwm0", "0.250000\n"), wr("pwm/pwmchip0/export", "0"),
+          rd(enable, "1\n"), rd(period, "1000\n"), rd(duty, "250\n"), rd(polarity, "inversed\n")});
+    EXPECT_EQ(user.board.write(*file, "1"), -ENODEV);
+}
+
+TEST(BoardPwm, DriversRefuseWhatTheirHardwareCannotDo)
+{
+    Sim::BoardConfig config = Sim::defaultBoard();
+    config.pwm[0].isPeriodShared = true;
+    config.pwm[0].polarity = Sim::PolarityDisabled;
+    config.pwm[0].minPeriod = 100;
+    config.pwm[0].maxPeriod = 5000;
+    config.pwm[0].isRangeCheckedLate = true;
+    CUser user(config);
+    constexpr const char* otherPeriod = "pwm/pwmchip0/pwm1/period";
+    constexpr const char* otherEnable = "pwm/pwmchip0/pwm1/enable";
+    play(user, {wr("pwm/pwmchip0/export", "0"),
+                wr("pwm/pwmchip0/export", "1"),
+                wr(period, "1000"),
+                wr(enable, "1"),
+                refused(polarity, "inversed", EBUSY),
+                refused(otherPeriod, "2000", EBUSY),
+                rd(otherPeriod, "0\n"),
+                wr(otherPeriod, "1000"),
+                wr(otherEnable, "1"),
+                refused(period, "2000", EBUSY),
+                wr(enable, "0"),
+                wr(polarity, "inversed"),
+                wr(otherEnable, "0"),
+                wr(period, "2000"),
+                wr(enable, "1"),
+                refused(otherEnable, "1", EBUSY),
+                wr(enable, "0"),
+                wr(period, "5001"),
+                refused(enable, "1", EINVAL),
+                wr(period, "99"),
+                refused(enable, "1", EINVAL)});
+    config.pwm[0].isRangeCheckedLate = false;
+    config.pwm[0].polarity = Sim::PolarityNever;
+    CUser early(config);
+    play(early, {wr("pwm/pwmchip0/export", "0"), refused(period, "5001", EINVAL), wr(period, "5000"),
+                 wr(polarity, "normal"), refused(polarity, "inversed", EINVAL)});
+}
+
+TEST(BoardWorld, FaultsHitTheAccessesTheyName)
+{
+    CUser user;
+    const std::string value504 = "/sys/class/gpio/gpio504/value";
+    play(user, {wr("gpio/export", "504"), wr(dir, "out")});
+    const std::string orders =
+        "write " + value504 + " 2-3 EIO\nread " + value504 + " EAGAIN\nopen " + value504 + " 5 13\n";
+    play(user, {wr("sim/faults", orders), wr(val, "1"), refused(val, "0", EIO), rd(val, "-EAGAIN"),
+                refused(val, "0", EIO), refused(val, "0", EACCES), wr(val, "0"), rd(val, "-EAGAIN"),
+                rd("sim/faults", "read " + value504 + " EAGAIN\n"), rd(world, "0\n")});
+    for (const std::string& wrong :
+         {"write"s, "write /x"s, "close /x EIO"s, "write x EIO"s, "write /x 0 EIO"s, "write /x 3-2 EIO"s,
+          "write /x NOPE"s, "write /x 1 EIO EIO"s, "read /y EIO\nwrong"s})
+        EXPECT_EQ(user.write("sim/faults", wrong), -EINVAL) << wrong;
+    user.open("sim/faults", O_WRONLY | O_TRUNC);
+    play(user, {rd("sim/faults", ""), rd(val, "0\n")});
+}
+
+TEST(BoardWorld, JournalHoldsEveryAccessWithItsBytes)
+{
+    CUser user;
+    play(user, {wr("gpio/export", "504\0"s), refused(val, "1", EPERM), rd(val, "0\n"), rd("gpio/export", "-EACCES"),
+                wr(world, "1"), wr("sim/adc/in0", "12"), rd("sim/adc/in0", "12")});
+    EXPECT_EQ(user.read("sim/journal"), "open /sys/class/gpio/export w 0\n"
+                                        "write /sys/class/gpio/export 35303400 4\n"
+                                        "close /sys/class/gpio/export - 0\n"
+                                        "open /sys/class/gpio/gpio504/value w 0\n"
+                                        "write /sys/class/gpio/gpio504/value 31 -EPERM\n"
+                                        "close /sys/class/gpio/gpio504/value - 0\n"
+                                        "open /sys/class/gpio/gpio504/value r 0\n"
+                                        "read /sys/class/gpio/gpio504/value 300a 2\n"
+                                        "close /sys/class/gpio/gpio504/value - 0\n"
+                                        "open /sys/class/gpio/export r -EACCES\n"
+                                        "open /sys/class/sim/adc/in0 w 0\n"
+                                        "write /sys/class/sim/adc/in0 3132 2\n"
+                                        "close /sys/class/sim/adc/in0 - 0\n"
+                                        "open /sys/class/sim/adc/in0 r 0\n"
+                                        "read /sys/class/sim/adc/in0 3132 2\n"
+                                        "close /sys/class/sim/adc/in0 - 0\n");
+    user.open("sim/journal", O_WRONLY | O_TRUNC);
+    user.open("sim/adc/in0", O_WRONLY | O_TRUNC);
+    EXPECT_EQ(user.read("sim/adc/in0"), "");
+}
+
+TEST(BoardConfig, FilesDescribeChipsAndTheirManners)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.path() / "board.ini";
+    std::ofstream(path) << "[board]\nkernel=6.12\n[gpio]\nlines=4\nlabel=lamps\nheld=3\nnames=red, green\n"
+                           "[gpio.second]\ndevice=expander\n[pwm]\nchannels=3\nshared_period=1\npolarity=inversed\n"
+                           "period=20000\n[pwm.b]\n[adc]\nlevel=2048\n";
+    CUser user(Sim::readBoard(path));
+    play(user, {rd("gpio/gpiochip512/label", "lamps\n"), refused("gpio/export", "515", EBUSY),
+                rd("gpio/gpiochip516/ngpio", "8\n"), rd("pwm/pwmchip0/npwm", "3\n"), rd("pwm/pwmchip1/npwm", "2\n"),
+                wr("pwm/pwmchip0/export", "0"), rd(period, "20000\n"), rd(polarity, "inversed\n"),
+                rd("sim/adc/level", "2048\n")});
+    EXPECT_THAT(user.read("sim/state"), StartsWith("kernel\t6.12\n"
+                                                   "gpio\tlamps\t512\tred\tfree\tin\t0\n"
+                                                   "gpio\tlamps\t513\tgreen\tfree\tin\t0\n"));
+    std::ofstream(path) << "[gpio]\nlines=4\n[gpio.second]\n[pwm]\n[pwm.b]\nchannels=1\n[pwm.c]\n";
+    CUser older(Sim::readBoard(path));
+    play(older, {rd("gpio/gpiochip508/ngpio", "4\n"), rd("gpio/gpiochip500/ngpio", "8\n"),
+                 rd("pwm/pwmchip2/npwm", "1\n"), rd("pwm/pwmchip3/npwm", "2\n")});
+}
+
+TEST(BoardConfig, ErrorsSayFileAndReason)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.path() / "board.ini";
+    struct Case
+    {
+        const char* text;
+        const char* reason;
+    };
+    for (const Case& wrong :
+         {Case{"[gpio]\nlines=many\n", "[gpio] lines=many: a number from 1 to 1024 is needed"},
+          Case{"[gpio]\nline=8\n", "[gpio] line is unknown"},
+          Case{"[spi]\n", "[spi] is unknown; there are board, adc, gpio..., pwm..."},
+          Case{"[board]\nkernel=4\n", "[board] kernel=4: must be one of 5.10, 6.1, 6.12"},
+          Case{"[gpio\n", "a line begins with '[' and has no ']'"},
+          Case{"[adc]\na/b=1\n", "[adc] a/b=1: not fit for a file's name"},
+          Case{"[gpio]\nbase=8\n[gpio2]\nbase=15\n", "line 15 belongs to two chips"},
+          Case{"[gpio]\nlines=600\n", "there is no room for 600 lines of sim-gpio below 512; give a base"},
+          Case{"[pwm]\n[pwm]\n", "[pwm] stands there twice"},
+          Case{"[pwm]\ndevice=x\n[gpio]\ndevice=x\n", "device x stands there twice"}})
+    {
+        std::ofstream(path) << wrong.text;
+        try
+        {
+            Sim::readBoard(path);
+            ADD_FAILURE() << wrong.text;
+        }
+        catch (const Sim::CBoardConfigError& error)
+        {
+            EXPECT_EQ(error.what(), path + ": " + wrong.reason);
+        }
+    }
+    EXPECT_THROW(Sim::readBoard(directory.path() / "missing.ini"), Sim::CBoardConfigError);
+}
