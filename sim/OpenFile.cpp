@@ -1,6 +1,7 @@
 #include "OpenFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include <poll.h>
@@ -24,6 +25,8 @@ COpenFile::~COpenFile()
 int COpenFile::read(std::size_t offset, std::size_t size, std::string& bytes)
 {
     bytes.clear();
+    if (opened->isRemoved())
+        return -ENODEV;
     if (offset == 0 || !isFilled)
     {
         seenEvents = opened->eventCount();

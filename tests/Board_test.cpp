@@ -281,6 +281,7 @@ TEST(BoardGpio, UnexportKeepsDirectionAndLevelAndEndsOpenFiles)
                 rd(val, "1\n"), rd(low, "0\n"), rd(edg, "none\n")});
     EXPECT_EQ(wakes, 0) << "unexport wakes nobody";
     EXPECT_EQ(user.board.read(*file, 0, 2, bytes), -ENODEV);
+    EXPECT_EQ(user.board.read(*file, 2, 2, bytes), -ENODEV);
     EXPECT_EQ(user.board.write(*file, "1"), -ENODEV);
     EXPECT_EQ(file->poll({}) & (POLLPRI | POLLERR), POLLPRI | POLLERR);
 }
