@@ -97,8 +97,7 @@ void CBoard::addWorld(const BoardConfig& config)
     const auto world = classFolder->addFolder("sim");
     const auto add = [](CFolder& folder, const std::string& name, CAttribute::Show show, CAttribute::Store store) {
         const mode_t permissions = store ? 0644 : 0444;
-        const auto added =
-            folder.add(name, std::make_shared<CAttribute>(permissions, std::move(show), std::move(store)));
+        auto added = folder.add(name, std::make_shared<CAttribute>(permissions, std::move(show), std::move(store)));
         added->isSilent = true;
         return added;
     };

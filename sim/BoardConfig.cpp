@@ -111,6 +111,11 @@ public:
 private:
     [[noreturn]] void fail(const std::string& reason) const { throw CBoardConfigError(path + ": " + reason); }
 
+    [[noreturn]] void fail(const std::string& section, const std::string& reason) const
+    {
+        fail("[" + section + "] " + reason);
+    }
+
     void load()
     {
         try
@@ -127,7 +132,7 @@ private:
     void readSection(const std::string& section)
     {
         if (!sections.insert(section).second)
-            fail("[" + section + "] stands there twice");
+            fail(section, "stands there twice");
         if (section == "board")
             apply(section,
                   {{"kernel",
@@ -139,7 +144,7 @@ private:
         else if (section.compare(0, 3, "pwm") == 0)
             readPwm(section);
         else
-            fail("[" + section + "] is unknown; there are board, adc, gpio..., pwm...");
+            fail(section, "is unknown; there are board, adc, gpio..., pwm...");
     }
 
     void apply(const std::string& section, const Setters& setters)
@@ -149,7 +154,7 @@ private:
             const std::string& key = ini.keyName(section, static_cast<unsigned short>(i));
             const auto setter = setters.find(key);
             if (setter == setters.end())
-                fail("[" + section + "] " + key + " is unknown");
+                fail(section, key + " is unknown");
             set(section, key, setter->second);
         }
     }
@@ -164,7 +169,7 @@ private:
         }
         catch (const CBadValue& reason)
         {
-            fail("[" + section + "] " + key + "=" + value + ": " + reason.what());
+            fail(section, key + "=" + value + ": " + reason.what());
         }
     }
 

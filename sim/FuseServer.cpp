@@ -11,7 +11,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#define FUSE_USE_VERSION 312
 #include <fuse3/fuse_lowlevel.h>
 
 #include "Board.h"
@@ -73,12 +72,23 @@ public:
             known.erase(entry);
     }
 
+    /// Keeps something for as long as the kernel's file is open; its key goes into `fuse_file_info::fh`.
+    template<class Kept>
+    std::uint64_t keep(std::map<std::uint64_t, Kept>& kept, Kept thing)
+    {
+        kept.emplace(++lastKey, std::move(thing));
+        return lastKey;
+    }
+
     CBoard& board;
     fuse_session* session = nullptr;
     fuse_buf buffer = {};
+    std::map<std::uint64_t, std::unique_ptr<COpenFile>> files;
+    std::map<std::uint64_t, std::string> listings;
 
 private:
     std::map<fuse_ino_t, Known> known;
+    std::uint64_t lastKey = 0;
 };
 
 namespace
@@ -86,7 +96,7 @@ namespace
 
 using CServer = CFuseServerPrivate;
 
-COpenFile& openFile(const fuse_file_info* info) { return *reinterpret_cast<COpenFile*>(info->fh); }
+COpenFile& openFile(fuse_req_t request, const fuse_file_info* info) { return *CServer::of(request).files.at(info->fh); }
 
 struct stat statOf(const CNode& node)
 {
@@ -169,16 +179,17 @@ void open(fuse_req_t request, fuse_ino_t number, fuse_file_info* info)
         fuse_reply_err(request, -result);
         return;
     }
-    info->fh = reinterpret_cast<std::uint64_t>(file.get());
+    info->fh = server.keep(server.files, std::move(file));
     info->direct_io = 1; // sizes say nothing, and every read and write has to come here
-    if (fuse_reply_open(request, info) == 0)
-        file.release(); // NOLINT(bugprone-unused-return-value): owned by the kernel's file until release()
+    if (fuse_reply_open(request, info) != 0)
+        server.files.erase(info->fh);
 }
 
 void read(fuse_req_t request, fuse_ino_t, std::size_t size, off_t offset, fuse_file_info* info)
 {
     std::string bytes;
-    const int result = CServer::of(request).board.read(openFile(info), static_cast<std::size_t>(offset), size, bytes);
+    const int result =
+        CServer::of(request).board.read(openFile(request, info), static_cast<std::size_t>(offset), size, bytes);
     if (result < 0)
         fuse_reply_err(request, -result);
     else
@@ -187,7 +198,7 @@ void read(fuse_req_t request, fuse_ino_t, std::size_t size, off_t offset, fuse_f
 
 void write(fuse_req_t request, fuse_ino_t, const char* bytes, std::size_t size, off_t, fuse_file_info* info)
 {
-    const int result = CServer::of(request).board.write(openFile(info), std::string_view(bytes, size));
+    const int result = CServer::of(request).board.write(openFile(request, info), std::string_view(bytes, size));
     if (result < 0)
         fuse_reply_err(request, -result);
     else
@@ -197,7 +208,10 @@ void write(fuse_req_t request, fuse_ino_t, const char* bytes, std::size_t size, 
 /// Comes once, after the last close(2), and before whatever the same process asks next.
 void release(fuse_req_t request, fuse_ino_t, fuse_file_info* info)
 {
-    CServer::of(request).board.close(std::unique_ptr<COpenFile>(&openFile(info)));
+    CServer& server = CServer::of(request);
+    const auto file = server.files.find(info->fh);
+    server.board.close(std::move(file->second));
+    server.files.erase(file);
     fuse_reply_err(request, 0);
 }
 
@@ -209,7 +223,7 @@ void poll(fuse_req_t request, fuse_ino_t, fuse_file_info* info, fuse_pollhandle*
         const std::shared_ptr<fuse_pollhandle> owned(handle, fuse_pollhandle_destroy);
         waker = [owned] { fuse_lowlevel_notify_poll(owned.get()); };
     }
-    fuse_reply_poll(request, static_cast<unsigned>(openFile(info).poll(std::move(waker))));
+    fuse_reply_poll(request, static_cast<unsigned>(openFile(request, info).poll(std::move(waker))));
 }
 
 void addEntry(fuse_req_t request, std::string& listing, const std::string& name, const CNode& node)
@@ -227,29 +241,27 @@ void opendir(fuse_req_t request, fuse_ino_t number, fuse_file_info* info)
 {
     CServer& server = CServer::of(request);
     const auto folder = std::dynamic_pointer_cast<CFolder>(server.node(number));
-    auto listing = std::make_unique<std::string>();
-    addEntry(request, *listing, ".", *folder);
-    addEntry(request, *listing, "..", *folder);
+    std::string listing;
+    addEntry(request, listing, ".", *folder);
+    addEntry(request, listing, "..", *folder);
     for (const auto& [name, node] : folder->entries())
-        addEntry(request, *listing, name, *node);
-    info->fh = reinterpret_cast<std::uint64_t>(listing.get());
-    if (fuse_reply_open(request, info) == 0)
-        listing.release(); // NOLINT(bugprone-unused-return-value): owned by the kernel's file until releasedir()
+        addEntry(request, listing, name, *node);
+    info->fh = server.keep(server.listings, std::move(listing));
+    if (fuse_reply_open(request, info) != 0)
+        server.listings.erase(info->fh);
 }
-
-const std::string& listingOf(const fuse_file_info* info) { return *reinterpret_cast<const std::string*>(info->fh); }
 
 /// The kernel cuts what does not fit; each entry says where the next one begins.
 void readdir(fuse_req_t request, fuse_ino_t, std::size_t size, off_t offset, fuse_file_info* info)
 {
-    const std::string& listing = listingOf(info);
+    const std::string& listing = CServer::of(request).listings.at(info->fh);
     const std::size_t begin = std::min(static_cast<std::size_t>(offset), listing.size());
     fuse_reply_buf(request, listing.data() + begin, std::min(size, listing.size() - begin));
 }
 
 void releasedir(fuse_req_t request, fuse_ino_t, fuse_file_info* info)
 {
-    delete &listingOf(info);
+    CServer::of(request).listings.erase(info->fh);
     fuse_reply_err(request, 0);
 }
 

@@ -1,7 +1,7 @@
 #include "Panel.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -108,7 +108,7 @@ private:
         const double fraction = std::strtod(fields[5].c_str(), nullptr);
         const double period_ns = std::strtod(fields[6].c_str(), nullptr);
         const auto filled =
-            std::min(static_cast<std::size_t>(fraction * static_cast<double>(barWidth) + 0.5), barWidth);
+            std::min(static_cast<std::size_t>(std::lround(fraction * static_cast<double>(barWidth))), barWidth);
         addTitle("PWM " + fields[1] + " (" + fields[2] + ")");
         text += "  " + padded(fields[3], 7) + "[" + painted(std::string(filled, '#'), "33") +
                 std::string(barWidth - filled, '.') + "]" + percentText(fraction) + padded(fields[4], 5);

@@ -55,14 +55,20 @@ std::string namespaceOf(pid_t pid)
     return ::readlink(link.c_str(), target, sizeof target - 1) > 0 ? target : std::string();
 }
 
+std::string childrenPath(pid_t pid)
+{
+    const std::string number = std::to_string(pid);
+    std::string path = "/proc/";
+    return path.append(number).append("/task/").append(number).append("/children");
+}
+
 /// `kiv-board run` itself stays outside; its child, the server, is inside.
 pid_t firstInside(pid_t pid)
 {
     const std::string outside = namespaceOf(getpid());
     for (pid_t candidate = pid, child = 0; namespaceOf(candidate) == outside; candidate = child)
     {
-        const std::string number = std::to_string(candidate);
-        std::ifstream children("/proc/" + number + "/task/" + number + "/children");
+        std::ifstream children(childrenPath(candidate));
         if (!(children >> child))
             return pid;
         pid = child;
@@ -115,8 +121,10 @@ void CSandbox::putBack(const Covered& covered, const std::string& path, const st
         if (std::find(hidden.begin(), hidden.end(), name) != hidden.end())
             continue;
         const std::string source = "/proc/self/fd/" + std::to_string(covered.folder) + "/" + name;
-        if (mount(source.c_str(), (path + "/" + name).c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0)
-            fail("cannot put " + path + "/" + name + " back");
+        std::string target = path;
+        target.append("/").append(name);
+        if (mount(source.c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0)
+            fail("cannot put " + target + " back");
     }
 }
 

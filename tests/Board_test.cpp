@@ -507,6 +507,18 @@ TEST(BoardConfig, FilesDescribeChipsAndTheirManners)
                  rd("pwm/pwmchip2/npwm", "1\n"), rd("pwm/pwmchip3/npwm", "2\n")});
 }
 
+TEST(BoardConfig, ExampleFileIsTheDefaultBoard)
+{
+    CUser described(Sim::readBoard(BOARD_INI));
+    CUser plain;
+    EXPECT_EQ(described.read("sim/state"), plain.read("sim/state"));
+    EXPECT_EQ(described.read("gpio/gpiochip504/label"), plain.read("gpio/gpiochip504/label"));
+    for (CUser* user : {&described, &plain})
+        play(*user, {wr("pwm/pwmchip0/export", "0"), wr("pwm/pwmchip0/export", "1"),
+                     wr("pwm/pwmchip0/pwm1/period", "18446744073709551615"), wr("pwm/pwmchip0/pwm1/enable", "1"),
+                     wr(period, "1"), wr(enable, "1"), wr(polarity, "inversed")});
+}
+
 TEST(BoardConfig, ErrorsSayFileAndReason)
 {
     const TemporaryDirectory directory;
