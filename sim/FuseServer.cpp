@@ -125,7 +125,8 @@ void lookup(fuse_req_t request, fuse_ino_t parent, const char* name)
     fuse_entry_param entry = {};
     entry.ino = node->number();
     entry.attr = statOf(*node);
-    entry.entry_timeout = entry.attr_timeout = node->isSteady() ? steadySeconds : 0;
+    entry.entry_timeout = node->isSteady() ? steadySeconds : 0;
+    entry.attr_timeout = steadySeconds;
     server.remember(node);
     if (fuse_reply_entry(request, &entry) != 0)
         server.forget(entry.ino, 1);
@@ -140,7 +141,7 @@ void forget(fuse_req_t request, fuse_ino_t number, std::uint64_t lookups)
 void replyStatus(fuse_req_t request, const CNode& node)
 {
     const struct stat status = statOf(node);
-    fuse_reply_attr(request, &status, node.isSteady() ? steadySeconds : 0);
+    fuse_reply_attr(request, &status, steadySeconds);
 }
 
 void getattr(fuse_req_t request, fuse_ino_t number, fuse_file_info*)

@@ -144,6 +144,9 @@ TEST_F(BoardFiles, WritesArriveByteByByteAndNeverMakeFiles)
     {
         const CFile value(line + "value", O_RDWR | O_APPEND);
         EXPECT_EQ(value.write("1"), 1);
+        struct stat status = {};
+        EXPECT_EQ(fstat(value.descriptor, &status), 0);
+        EXPECT_EQ(status.st_size, 4096);
         EXPECT_EQ(value.write("true"), -EINVAL);
         EXPECT_EQ(value.write(""), 0);
         std::string text;
