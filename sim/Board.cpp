@@ -57,7 +57,7 @@ CAttribute::Show shown(Text text)
 
 } // namespace
 
-CBoard::CBoard(const BoardConfig& config) : kernel(config.kernel)
+CBoard::CBoard(const BoardConfig& config) : kernel(config.kernel), adcAtPowerOn(config.adc)
 {
     root = std::make_shared<CFolder>("");
     const auto sys = root->addFolder("sys");
@@ -108,6 +108,11 @@ void CBoard::addWorld(const BoardConfig& config)
     add(*world, "journal", shown([this] { return journal.text(); }), [](std::string_view) { return -EINVAL; })->clear =
         [this] { journal.clear(); };
 
+    add(*world, "reset", {}, [this](std::string_view) {
+        reset();
+        return 0;
+    })->mode = S_IFREG | 0200;
+
     const auto lines = world->addFolder("gpio");
     for (CGpioChip& chip : gpioChips)
         for (CGpioLine& line : chip.lines())
@@ -138,6 +143,19 @@ void CBoard::addAdcInput(CFolder& folder, const AdcConfig& input)
     const auto attribute = std::make_shared<CAttribute>(0644, shown([text] { return *text; }), store);
     attribute->clear = [text] { text->clear(); };
     folder.add(input.name, attribute);
+}
+
+/// As at power-on; files that are open are those of lines and channels that are gone.
+void CBoard::reset()
+{
+    for (CGpioChip& chip : gpioChips)
+        chip.reset();
+    for (CPwmChip& chip : pwmChips)
+        chip.reset();
+    for (std::size_t i = 0; i < adcTexts.size(); ++i)
+        *adcTexts[i].second = adcAtPowerOn[i].text;
+    faults.clear();
+    journal.clear();
 }
 
 int CBoard::exportLine(std::string_view bytes, int (CGpioChip::*operation)(CGpioLine&))

@@ -54,6 +54,7 @@ private:
     void addPwm(const BoardConfig& config);
     void addWorld(const BoardConfig& config);
     void addAdcInput(CFolder& folder, const AdcConfig& input);
+    void reset();
     int exportLine(std::string_view bytes, int (CGpioChip::*operation)(CGpioLine&));
     std::string stateText() const;
 
@@ -63,6 +64,7 @@ private:
     std::shared_ptr<CFolder> deviceFolder;
     std::deque<CGpioChip> gpioChips;
     std::deque<CPwmChip> pwmChips;
+    std::vector<AdcConfig> adcAtPowerOn;
     std::vector<std::pair<std::string, std::shared_ptr<std::string>>> adcTexts;
     CFaults faults;
     CJournal journal;

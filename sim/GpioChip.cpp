@@ -62,4 +62,13 @@ int CGpioChip::unexportLine(CGpioLine& line)
     return 0;
 }
 
+void CGpioChip::reset()
+{
+    for (CGpioLine& line : chipLines)
+    {
+        unexportLine(line);
+        line.reset();
+    }
+}
+
 } // namespace Sim

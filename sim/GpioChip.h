@@ -32,6 +32,8 @@ public:
     int exportLine(CGpioLine& line);
     /// -EINVAL for a line that is not exported.
     int unexportLine(CGpioLine& line);
+    /// All lines as at power-on.
+    void reset();
 
 private:
     std::string chipLabel;

@@ -77,6 +77,14 @@ void CGpioLine::unexport()
     activeLow = false;
 }
 
+void CGpioLine::reset()
+{
+    unexport();
+    output = false;
+    outputLevel = false;
+    worldLevel = false;
+}
+
 /// "out" means low, and the levels here are electrical ones: active_low does not count.
 int CGpioLine::setDirection(std::string_view bytes)
 {

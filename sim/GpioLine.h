@@ -45,6 +45,8 @@ public:
     /// active_low are the defaults.
     std::shared_ptr<CFolder> exportAs(const std::string& path);
     void unexport();
+    /// As at power-on: an input that the outer world holds low.
+    void reset();
 
 private:
     int setDirection(std::string_view bytes);

@@ -22,7 +22,15 @@ bool isComplete(const PwmState& state) { return state.period != 0 && state.duty 
 
 } // namespace
 
-CPwmChannel::CPwmChannel(CPwmChip& owner, const PwmState& initial) : chip(owner), current(initial) {}
+CPwmChannel::CPwmChannel(CPwmChip& owner, const PwmState& atPowerOn)
+    : chip(owner), initial(atPowerOn), current(atPowerOn)
+{}
+
+void CPwmChannel::reset()
+{
+    unexport();
+    current = initial;
+}
 
 double CPwmChannel::dutyFraction() const
 {

@@ -38,6 +38,8 @@ public:
     /// The folder with the channel's attributes; the state is what the channel was left with.
     std::shared_ptr<CFolder> exportAs(const std::string& path);
     void unexport() { folder.reset(); }
+    /// As at power-on.
+    void reset();
 
 private:
     int apply(const PwmState& next);
@@ -51,6 +53,7 @@ private:
     int setPolarity(std::string_view bytes);
 
     CPwmChip& chip;
+    PwmState initial;
     PwmState current;
     std::shared_ptr<CFolder> folder;
 };

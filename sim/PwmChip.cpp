@@ -73,4 +73,14 @@ int CPwmChip::unexportChannel(std::string_view bytes)
     return 0;
 }
 
+void CPwmChip::reset()
+{
+    for (std::size_t i = 0; i < chipChannels.size(); ++i)
+    {
+        if (chipChannels[i].isExported())
+            folder->erase("pwm" + std::to_string(i));
+        chipChannels[i].reset();
+    }
+}
+
 } // namespace Sim

@@ -28,6 +28,8 @@ public:
     const std::deque<CPwmChannel>& channels() const { return chipChannels; }
     /// True when a channel other than the given one is on with another period.
     bool isNeighbourRunning(const CPwmChannel& channel, std::uint64_t period) const;
+    /// All channels as at power-on.
+    void reset();
 
 private:
     int exportChannel(std::string_view bytes);

@@ -486,6 +486,22 @@ TEST(BoardWorld, JournalHoldsEveryAccessWithItsBytes)
     EXPECT_EQ(user.read("sim/adc/in0"), "");
 }
 
+TEST(BoardWorld, ResetMakesTheBoardAsAtPowerOn)
+{
+    Sim::BoardConfig config = Sim::defaultBoard();
+    config.adc[0].text = "17";
+    CUser user(config);
+    const std::string before = user.read("sim/state");
+    play(user, {wr("gpio/export", "504"), wr(dir, "high"), wr("sim/gpio/gpio505", "1"), wr("pwm/pwmchip0/export", "0"),
+                wr(period, "1000"), wr(enable, "1"), wr("sim/adc/in0", "9"),
+                wr("sim/faults", "open /sys/class/gpio/export EIO")});
+    const auto file = user.open(val);
+    EXPECT_NE(user.read("sim/state"), before);
+    play(user, {wr("sim/reset", "1"), rd("sim/state", before), rd("sim/faults", ""), rd("sim/journal", ""),
+                rd(val, "-ENOENT"), rd(period, "-ENOENT"), wr("gpio/export", "504"), rd(dir, "in\n")});
+    EXPECT_EQ(user.board.write(*file, "1"), -ENODEV);
+}
+
 TEST(BoardConfig, FilesDescribeChipsAndTheirManners)
 {
     const TemporaryDirectory directory;

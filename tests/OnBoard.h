@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -41,7 +42,7 @@ inline void moveOntoBoard(const std::string& kivBoard, std::vector<std::string> 
     std::exit(1);
 }
 
-/// A test that needs the board.
+/// A test that needs the board; it begins as the board is at power-on.
 class COnBoard : public testing::Test
 {
 protected:
@@ -50,6 +51,7 @@ protected:
         const char* reason = std::getenv("KIV_TEST_BOARD");
         if (reason != nullptr && *reason != '\0')
             GTEST_SKIP() << reason;
+        std::ofstream("/sys/class/sim/reset") << 1;
     }
 };
 
