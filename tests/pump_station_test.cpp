@@ -102,6 +102,38 @@ TEST_F(PumpStation, WholeDayGivesTheExpectedTable)
     EXPECT_EQ(day.err, "");
 }
 
+TEST_F(PumpStation, BoardGivesTheSameOutputAsDirectWires)
+{
+    if (std::string(KIV_BOARD).empty())
+        GTEST_SKIP() << "kiv-board is not built";
+    const auto onBoard = [&](const std::string& preparation) {
+        CChildProcess child({KIV_BOARD, "run", "--config", exampleFiles / "board.ini", "--", "sh", "-c",
+                             preparation + "exec \"$@\"", "sh", program, "--config", path("pump_station.ini"),
+                             "--board", "--speed", fullSpeed});
+        const int status = child.wait();
+        return Outcome{status, child.out(), child.err()};
+    };
+    const Outcome day = onBoard("");
+    if (day.status == 125)
+        GTEST_SKIP() << day.err;
+    EXPECT_EQ(day.out, run(fullSpeed).out);
+    EXPECT_EQ(day.err, "");
+    EXPECT_EQ(day.status, 0);
+
+    const Outcome broken = onBoard("echo 'read /sys/class/sim/adc/level 1000 EIO' > /sys/class/sim/faults;");
+    EXPECT_EQ(broken.status, 1);
+    EXPECT_EQ(broken.err, "pump_station: the wiring failed: I/O error\n");
+    EXPECT_THAT(broken.out, HasSubstr(", interrupted at 17:53"));
+}
+
+TEST_F(PumpStation, BoardThatIsNotThereIsNamed)
+{
+    write("pump_station.ini", replaced(config, "GpioChip=9030000.pl061", "GpioChip=nowhere"));
+    const Outcome refused = runProgram({"--config", path("pump_station.ini"), "--board"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.err, StartsWith("pump_station: GPIO chip nowhere: "));
+}
+
 TEST_F(PumpStation, OutputDoesNotDependOnTheSpeed)
 {
     const Outcome fast = run(fullSpeed);
@@ -164,7 +196,7 @@ TEST_F(PumpStation, BadConfigIsRefusedWithFileLineAndReason)
         {"Area=24.0", "Area=24.0\nArea=23.0", ":7: this stands in line 6 already"},
         {"[Basin]\n", "", ":5: the key stands before the first section"},
         {"[Basin]", "[Basin", ":4: a section is written [NAME], with nothing after it"},
-        {"[Basin]", "[Pool]", ":53: the file ends without a section [Basin]"},
+        {"[Basin]", "[Pool]", ":67: the file ends without a section [Basin]"},
         {"Stop=0.50", "Stop=0.10", ":15: Stop: the level does not lie above the one before"},
         {"OverflowLevel=4.00", "OverflowLevel=3", ":8: OverflowLevel: the level does not lie above"},
         {"At=03:30", "At=3.30", ":35: At: '3.30' is no time of day such as 07:30"},

@@ -5,7 +5,9 @@
 namespace PumpStation
 {
 
-CLamp::CLamp(const std::string& lampName, const CStationLog& stationLog) : name(lampName), log(stationLog) {}
+CLamp::CLamp(eLamp wiredLamp, const std::string& lampName, IWiring& stationWiring, const CStationLog& stationLog)
+    : lamp(wiredLamp), name(lampName), wiring(stationWiring), log(stationLog)
+{}
 
 void CLamp::flashDuring(Kiv::CAbstractState* state)
 {
@@ -16,15 +18,21 @@ void CLamp::flashDuring(Kiv::CAbstractState* state)
 
 void CLamp::onProcessing(Kiv::CAbstractState*)
 {
-    lit = !lit;
+    light(!lit);
     flashes += lit ? 1 : 0;
 }
 
 void CLamp::onExited(Kiv::CAbstractState* state)
 {
     log.note("flashes of the " + name + " during " + state->name() + ": " + std::to_string(flashes));
-    lit = false;
+    light(false);
     flashes = 0;
+}
+
+void CLamp::light(bool on)
+{
+    lit = on;
+    wiring.setLamp(lamp, on);
 }
 
 } // namespace PumpStation

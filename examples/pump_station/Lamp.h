@@ -7,6 +7,8 @@
 #include <kiv/State.h>
 #include <kiv/sigslot.h>
 
+#include "Wiring.h"
+
 namespace PumpStation
 {
 
@@ -20,7 +22,7 @@ class CLamp : public sigslot::has_slots<>
 {
 public:
     /// `name` stands in the log.
-    CLamp(const std::string& name, const CStationLog& log);
+    CLamp(eLamp lamp, const std::string& name, IWiring& wiring, const CStationLog& log);
 
     void flashDuring(Kiv::CAbstractState* state);
 
@@ -28,7 +30,11 @@ private:
     void onProcessing(Kiv::CAbstractState*);
     void onExited(Kiv::CAbstractState*);
 
+    void light(bool on);
+
+    eLamp lamp;
     std::string name;
+    IWiring& wiring;
     const CStationLog& log;
     bool lit = false;
     int flashes = 0;

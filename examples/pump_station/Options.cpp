@@ -14,9 +14,13 @@ namespace
 {
 
 constexpr option longOptions[] = {
-    {"speed", required_argument, nullptr, 's'},  {"config", required_argument, nullptr, 'c'},
-    {"inflow", required_argument, nullptr, 'i'}, {"quiet", no_argument, nullptr, 'q'},
-    {"help", no_argument, nullptr, 'h'},         {nullptr, 0, nullptr, 0},
+    {"speed", required_argument, nullptr, 's'},
+    {"config", required_argument, nullptr, 'c'},
+    {"inflow", required_argument, nullptr, 'i'},
+    {"quiet", no_argument, nullptr, 'q'},
+    {"board", no_argument, nullptr, 'b'},
+    {"help", no_argument, nullptr, 'h'},
+    {nullptr, 0, nullptr, 0},
 };
 
 int toSpeed(const std::string& text)
@@ -31,7 +35,7 @@ int toSpeed(const std::string& text)
 } // namespace
 
 const char* const helpText =
-    R"(Usage: pump_station [--speed N] [--config FILE] [--inflow FILE] [--quiet] [--help]
+    R"(Usage: pump_station [--speed N] [--config FILE] [--inflow FILE] [--board] [--quiet] [--help]
 
 Runs a sewage pumping station through a recorded inflow. It prints a line for each simulated minute (time, inflow, level,
 the pumps that run, the active states) and at the end a table. The table depends on config and recording only.
@@ -39,6 +43,8 @@ the pumps that run, the active states) and at the end a table. The table depends
   --speed N       simulated seconds in a real one, 1 to 1000000; by default what the config says
   --config FILE   the station; by default pump_station.ini beside the program
   --inflow FILE   the recording, a CSV file; by default what the config says
+  --board         wire controller and plant through the simulated board: kiv-board run --config FILE -- pump_station
+                  --board, with the board.ini beside the program; without it they are wired inside the program
   --quiet         print the table only
   --help          print this text and end
 
@@ -63,6 +69,9 @@ Options::Options(int argc, char** argv) : configPath(Kiv::getApplicationDirPath(
             break;
         case 'i':
             inflowPath = optarg;
+            break;
+        case 'b':
+            board = true;
             break;
         case 'q':
             quiet = true;

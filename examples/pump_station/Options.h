@@ -23,6 +23,7 @@ struct Options
     std::string configPath; ///< by default pump_station.ini beside the program
     std::optional<std::string> inflowPath;
     std::optional<int> speed;
+    bool board = false;
     bool quiet = false;
     bool help = false;
 };

@@ -5,14 +5,15 @@
 
 #include "InflowRecord.h"
 #include "Settings.h"
+#include "Wiring.h"
 
 namespace PumpStation
 {
 
-CPlant::CPlant(const Settings& plantSettings, const CInflowRecord& inflowRecord)
-    : settings(plantSettings), record(inflowRecord), clock(record.begin()), log(clock), water(settings.basin),
-      machinery(settings.pumps), control(machinery, clock, log, settings.times), highest(water.level()),
-      highestTime(record.begin())
+CPlant::CPlant(const Settings& plantSettings, const CInflowRecord& inflowRecord, IWiring& plantWiring)
+    : settings(plantSettings), record(inflowRecord), wiring(plantWiring), clock(record.begin()), log(clock),
+      water(settings.basin), machinery(wiring), control(wiring, machinery, clock, log, settings.times),
+      highest(water.level()), highestTime(record.begin())
 {}
 
 void CPlant::start()
@@ -36,15 +37,16 @@ std::int64_t CPlant::inflow() const { return record.inflowAt(clock.now()); }
 bool CPlant::step()
 {
     moveWater();
-    return postEvents();
+    return wiring.error() == 0 && postEvents() && wiring.error() == 0;
 }
 
 void CPlant::moveWater()
 {
     const int seconds = settings.times.step;
-    water.advance(inflow(), machinery.flow(), seconds);
+    water.advance(inflow(), outflow(), seconds);
     machinery.advance(seconds);
     clock.advance(seconds);
+    wiring.showPlant(water.level(), water.isOverflowing());
     if (water.level() > highest)
     {
         highest = water.level();
@@ -52,10 +54,21 @@ void CPlant::moveWater()
     }
 }
 
+/// What the pumps deliver at the speeds that reach their drives.
+std::int64_t CPlant::outflow() const
+{
+    const int first = wiring.pumpSpeed(0);
+    const int second = wiring.pumpSpeed(1);
+    const PumpSettings& pumps = settings.pumps;
+    return first > 0 && second > 0 ? pumps.flowOfBoth * (first + second) / 200
+                                   : pumps.flowOfOne * (first + second) / 100;
+}
+
 bool CPlant::postEvents()
 {
     const LevelSettings& limits = settings.levels;
-    const int level = water.level();
+    const int level = wiring.level();
+    const bool isFloatUp = wiring.isFloatUp();
     const struct
     {
         bool holds;
@@ -67,8 +80,8 @@ bool CPlant::postEvents()
         {level >= limits.startSecond, EventLevelStartSecond},
         {level >= limits.high, EventLevelHigh},
         {level <= limits.highGone, EventLevelHighGone},
-        {water.isOverflowing(), EventOverflow},
-        {!water.isOverflowing(), EventOverflowGone},
+        {isFloatUp, EventOverflow},
+        {!isFloatUp, EventOverflowGone},
         {isFlushDue(), EventFlushDue},
         {clock.takePhaseEnd(), EventPhaseOver},
         {isMainBlocked(), EventMainBlocked},

@@ -12,6 +12,7 @@ namespace PumpStation
 {
 
 class CInflowRecord;
+class IWiring;
 struct Settings;
 
 /// Steps the model through the recording and tells the controller what it sees.
@@ -23,8 +24,8 @@ struct Settings;
 class CPlant
 {
 public:
-    /// Both arguments are there as long as the plant. After Kiv::Diag::init().
-    CPlant(const Settings& settings, const CInflowRecord& record);
+    /// The arguments are there as long as the plant. After Kiv::Diag::init().
+    CPlant(const Settings& settings, const CInflowRecord& record, IWiring& wiring);
 
     void start();
     void stop();
@@ -32,7 +33,7 @@ public:
     /// There is no further step to be made.
     bool isAtEnd() const;
 
-    /// One step. False if the controller did not answer.
+    /// One step. False if the wiring failed or the controller did not answer.
     bool step();
 
     /// After the last step: brings the controller to its end. False as for step().
@@ -51,6 +52,7 @@ public:
 
 private:
     void moveWater();
+    std::int64_t outflow() const;
     bool postEvents();
     bool isMainBlocked() const;
     bool isFaultAcknowledged() const;
@@ -58,6 +60,7 @@ private:
 
     const Settings& settings;
     const CInflowRecord& record;
+    IWiring& wiring;
     CStationClock clock;
     CStationLog log;
     CBasin water;

@@ -36,10 +36,10 @@ std::string activePath(const Kiv::CState* region)
 
 } // namespace
 
-CPumpController::CPumpController(CPumps& stationPumps, CStationClock& stationClock, const CStationLog& log,
-                                 const TimeSettings& timeSettings)
-    : pumps(stationPumps), clock(stationClock), times(timeSettings), runLamp("run lamp", log),
-      faultLamp("fault lamp", log), alarmLamp("alarm lamp", log)
+CPumpController::CPumpController(IWiring& wiring, CPumps& stationPumps, CStationClock& stationClock,
+                                 const CStationLog& log, const TimeSettings& timeSettings)
+    : pumps(stationPumps), clock(stationClock), times(timeSettings), runLamp(RunLamp, "run lamp", wiring, log),
+      faultLamp(FaultLamp, "fault lamp", wiring, log), alarmLamp(AlarmLamp, "alarm lamp", wiring, log)
 {
     machine.setLogMessageCallback({&log, &CStationLog::machineLine});
     connectActions();

@@ -26,7 +26,8 @@ struct TimeSettings;
 class CPumpController : public sigslot::has_slots<>
 {
 public:
-    CPumpController(CPumps& pumps, CStationClock& clock, const CStationLog& log, const TimeSettings& times);
+    CPumpController(IWiring& wiring, CPumps& pumps, CStationClock& clock, const CStationLog& log,
+                    const TimeSettings& times);
 
     void start();
 

@@ -1,22 +1,22 @@
 #include "Pumps.h"
 
-#include "Settings.h"
+#include "Wiring.h"
 
 namespace PumpStation
 {
 
-CPumps::CPumps(const PumpSettings& settings) : flowOfOne(settings.flowOfOne), flowOfBoth(settings.flowOfBoth) {}
-
-std::int64_t CPumps::flow() const
+namespace
 {
-    if (pumps[0].running && pumps[1].running)
-        return flowOfBoth;
-    return pumps[0].running || pumps[1].running ? flowOfOne : 0;
-}
+
+constexpr int fullSpeed = 100; // per cent
+
+} // namespace
+
+CPumps::CPumps(IWiring& drives) : wiring(drives) {}
 
 void CPumps::runNone()
 {
-    for (Pump& pump : pumps)
+    for (std::size_t pump = 0; pump < count; ++pump)
         set(pump, false);
 }
 
@@ -24,14 +24,14 @@ void CPumps::runDuty() { runOnly(duty); }
 
 void CPumps::runBoth()
 {
-    for (Pump& pump : pumps)
+    for (std::size_t pump = 0; pump < count; ++pump)
         set(pump, true);
 }
 
 void CPumps::runOnly(std::size_t pump)
 {
-    set(pumps.at(1 - pump), false);
-    set(pumps.at(pump), true);
+    set(1 - pump, false);
+    set(pump, true);
 }
 
 void CPumps::advance(int seconds)
@@ -41,11 +41,14 @@ void CPumps::advance(int seconds)
             pump.secondsRun += seconds;
 }
 
-void CPumps::set(Pump& pump, bool run)
+void CPumps::set(std::size_t number, bool run)
 {
-    if (run && !pump.running)
-        ++pump.starts;
+    Pump& pump = pumps.at(number);
+    if (run == pump.running)
+        return;
     pump.running = run;
+    pump.starts += run ? 1 : 0;
+    wiring.setPumpSpeed(number, run ? fullSpeed : 0);
 }
 
 } // namespace PumpStation

@@ -4,29 +4,25 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdint>
 
 namespace PumpStation
 {
 
-struct PumpSettings;
+class IWiring;
 
 /// Switches the pumps and counts their starts and running times. All are off at first, and pump 0 is the duty pump.
 ///
-/// Units: millilitres per second, seconds of the model's time.
+/// Units: seconds of the model's time.
 class CPumps
 {
 public:
     static constexpr std::size_t count = 2;
 
-    explicit CPumps(const PumpSettings& settings);
+    explicit CPumps(IWiring& wiring);
 
     bool isRunning(std::size_t pump) const { return pumps.at(pump).running; }
     int starts(std::size_t pump) const { return pumps.at(pump).starts; }
     int secondsRun(std::size_t pump) const { return pumps.at(pump).secondsRun; }
-
-    /// What the running pumps deliver together.
-    std::int64_t flow() const;
 
     // Each of these stops the pumps that it does not name.
     void runNone();
@@ -48,10 +44,9 @@ private:
         int secondsRun = 0;
     };
 
-    static void set(Pump& pump, bool run);
+    void set(std::size_t pump, bool run);
 
-    std::int64_t flowOfOne;
-    std::int64_t flowOfBoth;
+    IWiring& wiring;
     std::array<Pump, count> pumps;
     std::size_t duty = 0;
 };

@@ -26,12 +26,12 @@ bool CRun::onAlarm(Kiv::CAlarmTimer*)
 eRunOutcome CRun::step()
 {
     if (!plant.step())
-        return RunStalled;
+        return RunFailed;
     if (plant.now() % 60 == 0 && !quiet)
         printStatus(plant);
     if (!plant.isAtEnd())
         return RunUnderWay;
-    return plant.finish() ? RunComplete : RunStalled;
+    return plant.finish() ? RunComplete : RunFailed;
 }
 
 } // namespace PumpStation

@@ -17,7 +17,7 @@ enum eRunOutcome : int
     RunUnderWay,
     RunComplete,    ///< through the whole recording
     RunInterrupted, ///< by requestStop()
-    RunStalled      ///< the state machine did not answer
+    RunFailed       ///< the wiring failed, or the state machine did not answer
 };
 
 /// Makes at each alarm as many steps of the plant as are due by then, and prints a line for each simulated minute.

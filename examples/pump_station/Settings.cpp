@@ -82,6 +82,19 @@ std::vector<Fault> readFaults(CSettingsFile& file)
     return faults;
 }
 
+TerminalSettings readTerminals(CSettingsFile& file)
+{
+    const auto line = [&file](const char* key) {
+        return static_cast<unsigned>(file.number("Terminals", key, {0, 1023}));
+    };
+    return {file.text("Terminals", "GpioChip"),
+            line("FloatSwitch"),
+            {line("RunLamp"), line("FaultLamp"), line("AlarmLamp")},
+            file.text("Terminals", "PwmDevice"),
+            static_cast<unsigned>(file.number("Terminals", "PwmPeriod", {1, 1000000, 1000})),
+            file.text("Terminals", "LevelInput")};
+}
+
 } // namespace
 
 Settings::Settings(const std::string& path)
@@ -92,6 +105,7 @@ Settings::Settings(const std::string& path)
     pumps = readPumps(file);
     times = readTimes(file);
     faults = readFaults(file);
+    terminals = readTerminals(file);
     speed = file.number("Run", "Speed", {1, highestSpeed});
     alarmInterval = file.number("Run", "AlarmInterval", {10, 1000});
     inflowPath = file.text("Files", "Inflow");

@@ -2,6 +2,7 @@
 #ifndef KIV_PUMPSTATION_SETTINGS_H
 #define KIV_PUMPSTATION_SETTINGS_H
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -52,6 +53,17 @@ struct Fault
     int until;
 };
 
+/// Where the station is wired to its board.
+struct TerminalSettings
+{
+    std::string gpioChip; ///< label; the lines count from the chip's first
+    unsigned floatSwitch;
+    std::array<unsigned, 3> lamps; ///< run, fault, alarm
+    std::string pwmDevice;         ///< its channels 0 and 1 are the speeds of the pumps
+    unsigned pwmPeriod;            ///< nanoseconds
+    std::string levelInput;        ///< file of the analogue input, which shows millimetres
+};
+
 struct Settings
 {
     /// CInputError if the file cannot be used.
@@ -62,8 +74,9 @@ struct Settings
     PumpSettings pumps;
     TimeSettings times;
     std::vector<Fault> faults; ///< one after the other
-    int speed;                 ///< simulated seconds in a real one
-    int alarmInterval;         ///< milliseconds from one look at the model to the next
+    TerminalSettings terminals;
+    int speed;         ///< simulated seconds in a real one
+    int alarmInterval; ///< milliseconds from one look at the model to the next
     std::string inflowPath;
     std::string logPath; ///< log4cplus property file
 };

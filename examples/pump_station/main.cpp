@@ -3,10 +3,13 @@
 
 #include <cstdio>
 #include <exception>
+#include <memory>
 
 #include <kiv/EnvVars.h>
+#include <kiv/ErrorToString.h>
 #include <kiv/diag.h>
 
+#include "BoardWiring.h"
 #include "InflowRecord.h"
 #include "Options.h"
 #include "Plant.h"
@@ -15,6 +18,7 @@
 #include "Settings.h"
 #include "StopSignals.h"
 #include "TextFile.h"
+#include "Wiring.h"
 
 using namespace PumpStation;
 
@@ -51,6 +55,13 @@ int waitForEnd(CRun& run, const CStopSignals& stopSignals)
     return stoppedBy;
 }
 
+std::unique_ptr<IWiring> makeWiring(const Options& options, const Settings& settings)
+{
+    if (options.board)
+        return std::make_unique<CBoardWiring>(settings.terminals);
+    return std::make_unique<CDirectWiring>();
+}
+
 int control(const Options& options)
 {
     const CStopSignals stopSignals;
@@ -59,7 +70,8 @@ int control(const Options& options)
     const CInflowRecord record(options.inflowPath.value_or(settings.inflowPath));
     initLogging(settings.logPath);
 
-    CPlant plant(settings, record);
+    const auto wiring = makeWiring(options, settings);
+    CPlant plant(settings, record, *wiring);
     CRun run(plant, settings.alarmInterval, options.speed.value_or(settings.speed), options.quiet);
     plant.start();
     run.start();
@@ -73,8 +85,10 @@ int control(const Options& options)
         return 0;
     case RunInterrupted:
         return statusOfSignal + signal;
-    case RunStalled:
-        return fail(statusFailed, "the state machine did not answer in time");
+    case RunFailed:
+        return fail(statusFailed, wiring->error() != 0
+                                      ? "the wiring failed: " + std::string(ErrorToString(wiring->error()))
+                                      : "the state machine did not answer in time");
     default:
         return fail(statusFailed, "the alarm timer could not be started");
     }
@@ -103,6 +117,10 @@ int main(int argc, char** argv)
     catch (const CUsageError& error)
     {
         return fail(statusBadInput, std::string(error.what()) + "; --help lists the options");
+    }
+    catch (const CWiringError& error)
+    {
+        return fail(statusFailed, std::string(error.what()) + "; --help says how to run it on the simulated board");
     }
     catch (const CInputError& error)
     {
