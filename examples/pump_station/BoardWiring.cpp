@@ -61,6 +61,24 @@ int quietWithPeriod(unsigned char chip, unsigned char channel, unsigned period)
     return result != 0 ? result : pwm_set_enabled(chip, channel, false);
 }
 
+/// The number of a chip whose channels have their period. They accept nothing before they have one, and keep it when
+/// they are given back.
+unsigned char preparedChip(const TerminalSettings& settings)
+{
+    const std::string name = "PWM chip " + settings.pwmDevice;
+    const auto chip = static_cast<unsigned char>(required(Kiv::pwm_chip_number(settings.pwmDevice.c_str()), name));
+    for (unsigned char channel = 0; channel < pumpCount; ++channel)
+    {
+        const int exported = pwm_export(chip, channel);
+        if (exported != busy)
+            required(exported, name);
+        required(Kiv::pwm_wait_access(chip, channel, patience), name);
+        required(quietWithPeriod(chip, channel, settings.pwmPeriod), name);
+        required(pwm_unexport(chip, channel), name);
+    }
+    return chip;
+}
+
 std::string worldLine(unsigned line) { return "/sys/class/sim/gpio/gpio" + std::to_string(line); }
 
 std::string worldChannel(unsigned char chip, std::size_t channel)
@@ -73,31 +91,13 @@ std::string worldChannel(unsigned char chip, std::size_t channel)
 CBoardWiring::CBoardWiring(const TerminalSettings& settings)
     : firstLine(chipBase(settings.gpioChip)),
       floatSwitch(connected(firstLine + settings.floatSwitch, Kiv::PinDirectionInput)), levelInput(settings.levelInput),
-      period(settings.pwmPeriod), worldLevel(settings.levelInput),
+      period(settings.pwmPeriod), drives(preparedChip(settings), pumpCount), worldLevel(settings.levelInput),
       worldFloat(worldLine(firstLine + settings.floatSwitch))
 {
     for (const unsigned line : settings.lamps)
         lamps.push_back(connected(firstLine + line, Kiv::PinDirectionOutput));
-    takePwmChip(settings);
-}
-
-/// A channel accepts nothing before it has a period, and keeps the period when it is given back. So each gets one
-/// before the chip is taken as a whole.
-void CBoardWiring::takePwmChip(const TerminalSettings& settings)
-{
-    const std::string name = "PWM chip " + settings.pwmDevice;
-    const auto chip = static_cast<unsigned char>(required(Kiv::pwm_chip_number(settings.pwmDevice.c_str()), name));
-    for (unsigned char channel = 0; channel < pumpCount; ++channel)
-    {
-        const int exported = pwm_export(chip, channel);
-        if (exported != busy)
-            required(exported, name);
-        required(Kiv::pwm_wait_access(chip, channel, patience), name);
-        required(quietWithPeriod(chip, channel, period), name);
-        required(pwm_unexport(chip, channel), name);
-        worldSpeeds.emplace_back(worldChannel(chip, channel));
-    }
-    drives = std::make_unique<Kiv::CLinuxPWMChip>(chip, static_cast<unsigned char>(pumpCount));
+    for (std::size_t pump = 0; pump < pumpCount; ++pump)
+        worldSpeeds.emplace_back(worldChannel(drives.number(), pump));
 }
 
 int CBoardWiring::level()
@@ -122,8 +122,8 @@ bool CBoardWiring::isFloatUp()
 void CBoardWiring::setPumpSpeed(std::size_t pump, int percent)
 {
     const auto channel = static_cast<unsigned char>(pump);
-    note(drives->setDutyCycle(channel, period / 100 * static_cast<unsigned>(percent)));
-    note(drives->setOn(channel, percent > 0));
+    note(drives.setDutyCycle(channel, period / 100 * static_cast<unsigned>(percent)));
+    note(drives.setOn(channel, percent > 0));
 }
 
 void CBoardWiring::setLamp(eLamp lamp, bool lit)

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <atomic>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -63,15 +62,14 @@ private:
         int descriptor;
     };
 
-    void takePwmChip(const TerminalSettings& settings);
     void note(int result);
 
     unsigned firstLine;
     Kiv::CLinuxIoPin floatSwitch;
     std::vector<Kiv::CLinuxIoPin> lamps;
     Kiv::CLinuxPollingADC levelInput;
-    std::unique_ptr<Kiv::CLinuxPWMChip> drives;
     unsigned period; // nanoseconds
+    Kiv::CLinuxPWMChip drives;
     int lastLevel = 0;
     bool wasFloatUp = false;
     bool shownFloat = false;
