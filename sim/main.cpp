@@ -27,6 +27,7 @@ outer world in /sys/class/sim:
                         without K every one; emptied by truncation
   journal               lines OPERATION PATH DATA RESULT: each open, read, write and close with its bytes in
                         hexadecimal; emptied by truncation
+  reset                 anything written makes the board as it is at power-on
   state                 all of the board, one line for each thing, fields separated by tabs
 
 Only the command and its children see the board. It needs a readable /dev/fuse, and root or user namespaces.
