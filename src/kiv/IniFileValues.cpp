@@ -2,12 +2,12 @@
 
 #include <array>
 #include <cstdarg>
-#include <mutex>
 
 #include <locale.h>
 
-#include <kiv/Mutex.h>
 #include <kiv/string_utility.h>
+
+#include "localtime.h"
 
 namespace Kiv
 {
@@ -55,14 +55,6 @@ private:
     std::vsnprintf(buffer.data(), buffer.size(), format, values);
     va_end(values);
     return buffer.data();
-}
-
-/// The broken-down local time; localtime has one result for the whole process.
-std::tm localTime(std::time_t moment)
-{
-    static CMutex& lock = *new CMutex;
-    const std::lock_guard<CMutex> guard(lock);
-    return *std::localtime(&moment);
 }
 
 /// Adds as the machine does, also beyond the range of int.
