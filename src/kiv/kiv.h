@@ -11,6 +11,7 @@
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
 #include <kiv/IniFile.h>
+#include <kiv/KivDateTime.h>
 #include <kiv/LinuxPWMChip.h>
 #include <kiv/Mutex.h>
 #include <kiv/PimplOwner.h>
