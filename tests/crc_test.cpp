@@ -1,7 +1,8 @@
 #include <kiv/crc.h>
 
+#include <atomic>
 #include <random>
-#include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -28,6 +29,56 @@ std::uint16_t remainder(const Bytes& message, std::uint64_t poly)
             rest ^= poly;
     }
     return static_cast<std::uint16_t>(rest);
+}
+
+/// Shifts register and polynomial a bit at a time.
+std::uint16_t bitwiseCrc16(const unsigned char* data, int len, unsigned poly)
+{
+    int finalShift = 1;
+    for (; (poly & 0x80000000U) == 0; poly <<= 1)
+        ++finalShift;
+    std::uint64_t crc = 0;
+    for (; len > 0; --len)
+    {
+        crc ^= std::uint64_t{*data++} << 24;
+        for (int bit = 0; bit < 8; ++bit)
+            crc = ((crc & 0x80000000U) != 0 ? crc ^ poly : crc) << 1 & 0xFFFFFFFFU;
+    }
+    return static_cast<std::uint16_t>(crc >> finalShift);
+}
+
+unsigned bitwiseCrc8(const unsigned char* data, int len)
+{
+    unsigned crc = 0;
+    for (; len > 0; --len)
+    {
+        crc ^= *data++;
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc & 1U) != 0 ? crc >> 1 ^ 0x8CU : crc >> 1;
+    }
+    return crc;
+}
+
+/// Sums `rounds` pieces of random data from random places with polynomials of all widths; how many come out wrong.
+int wrongSums(unsigned seed, int rounds)
+{
+    const unsigned polys[] = {0x11021, 0x18005,    0x107,      0x1021,     1,      2,
+                              0x1FFFF, 0x80000000, 0xFFFFFFFE, 0xC0000401, 0x20000};
+    std::mt19937 random(seed);
+    Bytes data(4000);
+    for (unsigned char& byte : data)
+        byte = static_cast<unsigned char>(random());
+    int wrong = 0;
+    for (int round = 0; round < rounds; ++round)
+    {
+        const unsigned char* const start = data.data() + random() % 64;
+        const auto len = static_cast<int>(random() % (random() % 8 == 0 ? 3900 : 100));
+        const unsigned poly =
+            random() % 4 == 0 ? static_cast<unsigned>(random()) | 1U : polys[random() % std::size(polys)];
+        for (int again = 0; again < 2; ++again)
+            wrong += Kiv::simpleCRC16(start, len, poly) != bitwiseCrc16(start, len, poly);
+    }
+    return wrong;
 }
 
 } // namespace
@@ -76,4 +127,27 @@ TEST(Crc, IsTheRemainderForPolynomialsOfEveryDegree)
             EXPECT_EQ(Kiv::simpleCRC16(message.data(), static_cast<int>(length), poly), remainder(message, poly))
                 << std::hex << poly << " over " << length;
         }
+}
+
+TEST(Crc, IsThatOfSingleBitsWhateverTheLengthPlaceAndThread)
+{
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (unsigned seed = 1; seed <= 4; ++seed)
+        threads.emplace_back([&wrong, seed] { wrong += wrongSums(seed, 2000); });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST(Crc, Crc8IsThatOfSingleBitsForEveryLengthAndPlace)
+{
+    std::mt19937 random(1);
+    Bytes data(255 + 8);
+    for (unsigned char& byte : data)
+        byte = static_cast<unsigned char>(random());
+    for (int place = 0; place < 8; ++place)
+        for (int len = 0; len <= 255; ++len)
+            EXPECT_EQ(Kiv::crc8(data.data() + place, static_cast<unsigned char>(len)),
+                      bitwiseCrc8(data.data() + place, len));
 }

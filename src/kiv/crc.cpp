@@ -1,6 +1,7 @@
 #include <kiv/crc.h>
 
 #include <array>
+#include <atomic>
 
 namespace Kiv
 {
@@ -43,41 +44,71 @@ constexpr bool isCrc8Table()
 }
 static_assert(isCrc8Table());
 
-/// What four bits that leave a register at its high end do to the rest of it.
-using NibbleTable = std::array<std::uint32_t, 16>;
+/// Slice n holds the CRC of each byte followed by n zero bytes. The CRC is linear, so that of several bytes is the XOR
+/// of one entry for each: look-ups that do not wait for each other.
+template<class Register, std::size_t Count>
+using Slices = std::array<std::array<Register, 256>, Count>;
 
-/// `poly` has its highest term in bit 31.
-NibbleTable nibbleTable(std::uint32_t poly)
+using Crc8Slices = Slices<unsigned char, 16>;
+using Crc16Slices = Slices<std::uint32_t, 8>;
+
+constexpr Crc8Slices crc8SlicesOfTable()
 {
-    NibbleTable table{};
-    std::uint32_t power = poly << 1;
-    for (std::size_t bit = 1; bit < table.size(); bit <<= 1)
+    Crc8Slices slices{};
+    for (std::size_t byte = 0; byte < 256; ++byte)
     {
-        // The CRC is linear: a nibble's entry is the XOR of the entries of its bits.
-        for (std::size_t below = 0; below < bit; ++below)
-            table[bit + below] = table[below] ^ power;
-        power = (power & 0x80000000U) != 0 ? (power ^ poly) << 1 : power << 1;
+        auto crc = static_cast<unsigned char>(byte);
+        for (auto& slice : slices)
+            slice[byte] = crc = crc8_table[crc];
     }
-    return table;
+    return slices;
 }
 
-} // namespace
+constexpr Crc8Slices crc8Slices = crc8SlicesOfTable();
 
-unsigned char crc8(const unsigned char* data, unsigned char len)
+// The register of simpleCRC16 is kept at the high end of 32 bits, as is the polynomial: its highest term is in bit 31.
+
+constexpr std::uint32_t highestBit = 0x80000000U;
+
+/// Fills `table` with what the bits of an index do to the rest of the register when they leave it at its high end. The
+/// lowest bit of an index does `power`; what the first bit beyond the index would do comes back.
+template<class Table>
+std::uint32_t fillTable(Table& table, std::uint32_t poly, std::uint32_t power)
 {
-    unsigned char crc = 0;
+    table[0] = 0;
+    for (std::size_t bit = 1; bit < table.size(); bit <<= 1)
+    {
+        // The CRC is linear: an index's entry is the XOR of the entries of its bits.
+        for (std::size_t below = 0; below < bit; ++below)
+            table[bit + below] = table[below] ^ power;
+        power = (power & highestBit) != 0 ? (power ^ poly) << 1 : power << 1;
+    }
+    return power;
+}
+
+void fillSlices(Crc16Slices& slices, std::uint32_t poly)
+{
+    std::uint32_t power = poly << 1;
+    for (auto& slice : slices)
+        power = fillTable(slice, poly, power);
+}
+
+std::uint32_t crcByBits(const unsigned char* data, int len, std::uint32_t poly)
+{
+    std::uint32_t crc = 0;
     for (; len > 0; --len)
-        crc = crc8_table[crc ^ *data++];
+    {
+        crc ^= std::uint32_t{*data++} << 24;
+        for (int bit = 0; bit < 8; ++bit)
+            crc = ((crc & highestBit) != 0 ? crc ^ poly : crc) << 1;
+    }
     return crc;
 }
 
-std::uint16_t simpleCRC16(const unsigned char* data, int len, unsigned int poly)
+std::uint32_t crcByNibbles(const unsigned char* data, int len, std::uint32_t poly)
 {
-    if (len <= 0 || poly == 0)
-        return 0;
-    // The register is kept at the high end of 32 bits, as is the polynomial.
-    const int freeBits = __builtin_clz(poly);
-    const NibbleTable table = nibbleTable(poly << freeBits);
+    std::array<std::uint32_t, 16> table;
+    fillTable(table, poly, poly << 1);
     std::uint32_t crc = 0;
     for (; len > 0; --len)
     {
@@ -85,6 +116,108 @@ std::uint16_t simpleCRC16(const unsigned char* data, int len, unsigned int poly)
         crc = crc << 4 ^ table[crc >> 28];
         crc = crc << 4 ^ table[crc >> 28];
     }
+    return crc;
+}
+
+std::uint32_t crcBySlices(const unsigned char* data, int len, const Crc16Slices& slices)
+{
+    std::uint32_t crc = 0;
+    for (; len >= 8; len -= 8, data += 8)
+        crc = slices[7][crc >> 24 ^ data[0]] ^ slices[6][(crc >> 16 & 0xFF) ^ data[1]] ^
+              slices[5][(crc >> 8 & 0xFF) ^ data[2]] ^ slices[4][(crc & 0xFF) ^ data[3]] ^ slices[3][data[4]] ^
+              slices[2][data[5]] ^ slices[1][data[6]] ^ slices[0][data[7]];
+    for (; len > 0; --len)
+        crc = crc << 8 ^ slices[0][crc >> 24 ^ *data++];
+    return crc;
+}
+
+/// The slices of one polynomial; written once, by the thread that entered the polynomial, and kept.
+struct KeptSlices
+{
+    std::atomic<bool> isReady{false};
+    Crc16Slices slices{};
+};
+
+constexpr std::size_t mostKept = 4;
+std::array<std::atomic<std::uint32_t>, mostKept> keptPolynomials{}; // entered in order
+std::array<KeptSlices, mostKept> keptSlices;
+std::atomic<std::uint32_t> lastPolynomial{0};
+
+// From these lengths on, filling a table for a single use costs less than it saves.
+constexpr int leastLengthForNibbles = 5;
+constexpr int leastLengthForSlices = 64;
+
+const Crc16Slices* keep(KeptSlices& kept, std::uint32_t poly)
+{
+    fillSlices(kept.slices, poly);
+    kept.isReady.store(true, std::memory_order_release);
+    return &kept.slices;
+}
+
+/// The kept slices of `poly`; null if there are none yet or no more room. They are filled for a long message, or when
+/// the polynomial comes twice in a row.
+const Crc16Slices* slicesOf(std::uint32_t poly, int len)
+{
+    for (std::size_t i = 0; i < mostKept; ++i)
+    {
+        std::uint32_t present = keptPolynomials[i].load(std::memory_order_relaxed);
+        if (present == 0)
+        {
+            if (len < leastLengthForSlices && lastPolynomial.exchange(poly, std::memory_order_relaxed) != poly)
+                return nullptr;
+            if (keptPolynomials[i].compare_exchange_strong(present, poly, std::memory_order_relaxed))
+                return keep(keptSlices[i], poly);
+        }
+        if (present == poly)
+            return keptSlices[i].isReady.load(std::memory_order_acquire) ? &keptSlices[i].slices : nullptr;
+    }
+    return nullptr;
+}
+
+std::uint32_t crcOf(const unsigned char* data, int len, std::uint32_t poly)
+{
+    if (len == 1) // is done before a table is found
+        return crcByBits(data, len, poly);
+    if (const Crc16Slices* const kept = slicesOf(poly, len))
+        return crcBySlices(data, len, *kept);
+    if (len < leastLengthForNibbles)
+        return crcByBits(data, len, poly);
+    if (len < leastLengthForSlices)
+        return crcByNibbles(data, len, poly);
+    Crc16Slices own;
+    fillSlices(own, poly);
+    return crcBySlices(data, len, own);
+}
+
+} // namespace
+
+unsigned char crc8(const unsigned char* data, unsigned char len)
+{
+    constexpr std::size_t step = crc8Slices.size();
+    std::size_t left = len;
+    unsigned crc = 0;
+    for (; left >= step; left -= step, data += step)
+    {
+        unsigned sum = 0;
+        for (std::size_t i = 1; i < step; ++i)
+            sum ^= crc8Slices[step - 1 - i][data[i]];
+        crc = sum ^ crc8Slices[step - 1][crc ^ data[0]]; // last: only this look-up waits for the step before
+    }
+    unsigned sum = 0;
+    for (; left > 0; --left)
+    {
+        sum ^= crc8Slices[left - 1][crc ^ *data++];
+        crc = 0; // is in the sum
+    }
+    return static_cast<unsigned char>(sum ^ crc);
+}
+
+std::uint16_t simpleCRC16(const unsigned char* data, int len, unsigned int poly)
+{
+    if (len <= 0 || poly == 0)
+        return 0;
+    const int freeBits = __builtin_clz(poly);
+    const std::uint32_t crc = crcOf(data, len, poly << freeBits);
     // Shifted by up to 32 bits: poly 1 leaves no remainder.
     return static_cast<std::uint16_t>(std::uint64_t{crc} >> (freeBits + 1));
 }
