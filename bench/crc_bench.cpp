@@ -1,5 +1,7 @@
 #include <kiv/crc.h>
 
+#include <initializer_list>
+#include <string>
 #include <vector>
 
 #include <boost/crc.hpp>
@@ -64,30 +66,62 @@ void crc16OfBoost(benchmark::State& state)
     });
 }
 
-/// As a caller would write it down: a bit at a time.
+/// The definition, word for word: shift register and polynomial, a bit at a time.
+[[gnu::noinline]] std::uint32_t bitwiseSum(const Bytes& bytes, std::uint32_t poly)
+{
+    int finalShift = 1;
+    for (; (poly & 0x80000000U) == 0; poly <<= 1)
+        ++finalShift;
+    std::uint32_t crc = 0;
+    for (const unsigned char byte : bytes)
+    {
+        crc ^= static_cast<std::uint32_t>(byte) << 24;
+        for (int bit = 0; bit < 8; ++bit)
+            crc = ((crc & 0x80000000U) != 0 ? crc ^ poly : crc) << 1;
+    }
+    return crc >> finalShift & 0xFFFFU;
+}
+
 void crc16Bitwise(benchmark::State& state)
 {
+    sum(state, [](const Bytes& bytes) { return bitwiseSum(bytes, 0x11021); });
+}
+
+/// Another polynomial each time.
+std::uint32_t nextPolynomial()
+{
+    static std::uint32_t poly = 1;
+    return 0x10000 | (poly = (poly + 2) & 0xFFFFU);
+}
+
+void crc16NewOfKiv(benchmark::State& state)
+{
     sum(state, [](const Bytes& bytes) {
-        std::uint32_t crc = 0;
-        for (const unsigned char byte : bytes)
-        {
-            crc ^= static_cast<std::uint32_t>(byte << 8);
-            for (int bit = 0; bit < 8; ++bit)
-                crc = (crc & 0x8000U) != 0 ? crc << 1 ^ 0x1021U : crc << 1;
-        }
-        return crc & 0xFFFFU;
+        return Kiv::simpleCRC16(bytes.data(), static_cast<int>(bytes.size()), nextPolynomial());
     });
 }
 
-BENCHMARK(crc8OfKiv)->Name("CRC-8/kiv")->ArgName("bytes")->Arg(64);
-BENCHMARK(crc8OfBoost)->Name("CRC-8/boost::crc_optimal")->ArgName("bytes")->Arg(64);
-BENCHMARK(crc8OfKiv)->Name("CRC-8/kiv")->ArgName("bytes")->Arg(255);
-BENCHMARK(crc8OfBoost)->Name("CRC-8/boost::crc_optimal")->ArgName("bytes")->Arg(255);
-BENCHMARK(crc16OfKiv)->Name("CRC-16/kiv")->ArgName("bytes")->Arg(8);
-BENCHMARK(crc16OfBoost)->Name("CRC-16/boost::crc_optimal")->ArgName("bytes")->Arg(8);
-BENCHMARK(crc16Bitwise)->Name("CRC-16/bitwise")->ArgName("bytes")->Arg(8);
-BENCHMARK(crc16OfKiv)->Name("CRC-16/kiv")->ArgName("bytes")->Arg(255);
-BENCHMARK(crc16OfBoost)->Name("CRC-16/boost::crc_optimal")->ArgName("bytes")->Arg(255);
-BENCHMARK(crc16Bitwise)->Name("CRC-16/bitwise")->ArgName("bytes")->Arg(255);
+void crc16NewBitwise(benchmark::State& state)
+{
+    sum(state, [](const Bytes& bytes) { return bitwiseSum(bytes, nextPolynomial()); });
+}
+
+template<class Function>
+void bytes(const std::string& name, Function* function, std::initializer_list<std::int64_t> lengths)
+{
+    for (const std::int64_t length : lengths)
+        benchmark::RegisterBenchmark(name.c_str(), function)->ArgName("bytes")->Arg(length);
+}
+
+const bool areRegistered = [] {
+    bytes("CRC-8/kiv", crc8OfKiv, {64, 255});
+    bytes("CRC-8/boost::crc_optimal", crc8OfBoost, {64, 255});
+    bytes("CRC-16/kiv", crc16OfKiv, {8, 255, 65536});
+    bytes("CRC-16/boost::crc_optimal", crc16OfBoost, {8, 255, 65536});
+    bytes("CRC-16/bitwise", crc16Bitwise, {8, 255, 65536});
+    bytes("CRC-16 with a new polynomial/kiv", crc16NewOfKiv, {1, 4, 8, 255});
+    bytes("CRC-16 with a new polynomial/bitwise", crc16NewBitwise, {1, 4, 8, 255});
+    return true;
+}();
 
 } // namespace
