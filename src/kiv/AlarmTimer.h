@@ -95,6 +95,7 @@ public:
     /// True from start() until the run has ended completely, the last handler included.
     bool isStarted() const;
 
+    /// As set last, in milliseconds.
     unsigned int getInterval() const;
 
     /// Counts from the next deadline on; the wait in progress is not shortened.

@@ -39,6 +39,7 @@ public:
     /// The comment is written as it is: each of its lines brings its ';' or '#' and its line break.
     CIniFileKey(const std::string& name, const std::string& value, const std::string& comment);
 
+    /// As in the file, trimmed; comment() is as it was given to the constructor.
     const std::string& getKeyName() const { return name; }
     const std::string& value() const { return text; }
     const std::string& comment() const { return commentLines; }
@@ -73,6 +74,7 @@ public:
     /// Deletes the keys of the list.
     virtual ~CIniFileSection();
 
+    /// As in the file, trimmed.
     const std::string& sectionName() const;
 
     /// The first key that was added under this name, or null. The section keeps ownership.
@@ -153,6 +155,7 @@ public:
     /// there is one. Always 0.
     int eraseSection(const std::string& name);
 
+    /// True when findSection() finds it.
     bool existsSection(const std::string& name) const;
     /// Null when there is none. The model keeps ownership.
     CIniFileSection* findSection(const std::string& name) const;

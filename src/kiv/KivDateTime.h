@@ -26,9 +26,11 @@ public:
     /// The sum of its parts, each of any sign and size.
     CPeriodOfTime(int days, int hours, int minutes, int seconds, int msecs);
 
+    /// Of this one part.
     static CPeriodOfTime fromSeconds(int s);
     static CPeriodOfTime fromMSecs(int ms);
 
+    /// The length in milliseconds.
     std::int64_t getMsecs() const { return length; }
 
     /// "1 02:03:04:005": days, hours, minutes, seconds and milliseconds. Exact from 0 to 2^31 - 1 ms. What is
@@ -74,6 +76,7 @@ public:
     /// bits, or that of the milliseconds if the seconds are equal. Instants 2^32 s apart count as equal.
     int compare(const CDateTime& o) const;
 
+    /// The two parts as they are kept: seconds since 1970, and milliseconds.
     std::time_t c_time() const { return seconds; }
     int getMsec() const { return milliseconds; }
 
@@ -95,6 +98,7 @@ public:
     /// getSecsTo() in milliseconds, and the difference of the milliseconds.
     std::int64_t getMsecsTo(const CDateTime& o) const;
 
+    /// The instant `s` seconds later; the milliseconds stay.
     CDateTime addSecs(int s) const;
     /// Adds days of 86400 s; their seconds wrap at 32 bits, from about 24855 days on.
     CDateTime addDays(int d) const;
@@ -118,6 +122,7 @@ private:
     std::int32_t milliseconds;
 };
 
+/// What compare() says.
 KIV_API bool operator==(const CDateTime& a, const CDateTime& b);
 KIV_API bool operator!=(const CDateTime& a, const CDateTime& b);
 KIV_API bool operator<(const CDateTime& a, const CDateTime& b);

@@ -109,12 +109,14 @@ public:
         object = block->ptr();
     }
 
+    /// Copies and moves as the table says.
     polymorphic_value(const polymorphic_value& other) : block(other.block ? other.block->clone() : nullptr)
     {
         if (block)
             object = block->ptr();
     }
 
+    /// Leaves `other` empty.
     polymorphic_value(polymorphic_value&& other) noexcept
         : object(std::exchange(other.object, nullptr)), block(std::move(other.block))
     {}
@@ -129,6 +131,7 @@ public:
         return *this;
     }
 
+    /// Leaves `other` empty.
     polymorphic_value& operator=(polymorphic_value&& other) noexcept
     {
         if (this == &other)
@@ -138,8 +141,10 @@ public:
         return *this;
     }
 
+    /// True while it owns something.
     explicit operator bool() const noexcept { return object != nullptr; }
 
+    /// The object; not of an empty one.
     T* operator->() noexcept { return object; }
     const T* operator->() const noexcept { return object; }
     T& operator*() noexcept { return *object; }
@@ -174,6 +179,7 @@ class CPimplOwner;
 class KIV_API CPimpl
 {
 public:
+    /// Of an owner to come, null if it is not known yet.
     explicit CPimpl(CPimplOwner* owner = nullptr) : ownerObject(owner) {}
     virtual ~CPimpl();
 
@@ -219,6 +225,7 @@ protected:
         return static_cast<Impl*>(implementation.operator->());
     }
 
+    /// As above, from a constant owner.
     template<class Impl>
     const Impl* pimpl() const
     {

@@ -66,7 +66,9 @@ public:
     /// The ancestor n + 1 steps up, null where the chain is shorter; the state itself for a negative n.
     CAbstractState* parentAtLevel(int n) const;
 
+    /// True from its entry to its exit; from any thread.
     bool isActive() const { return active.load(std::memory_order_acquire); }
+    /// As given to the constructor, like parent and type.
     const std::string& name() const { return stateName; }
     CState* parentState() const { return parentGroup; }
     eStateType stateType() const { return kind; }
@@ -84,6 +86,7 @@ public:
     /// One processing pass over the state, what lies below it first.
     void doProcessing();
 
+    /// Emit the signals; the framework calls them.
     void emitEntered() { sigEntered(this); }
     void emitExited() { sigExited(this); }
     void emitProcessing() { sigProcessing(this); }
@@ -137,12 +140,14 @@ private:
 class KIV_API CState : public CAbstractState
 {
 public:
+    /// How many children are active at a time.
     enum eChildMode : int
     {
         ChildModeExclusive = 0, ///< one active child
         ChildModeParallel = 1   ///< all children active together
     };
 
+    /// A state under `parent`, see CAbstractState.
     explicit CState(const std::string& name, CState* parent = nullptr);
     ~CState() override;
 
@@ -161,12 +166,14 @@ public:
     /// resumes the child that was active when the group was last left.
     CHistoryState* addHistoryState();
 
+    /// As set last.
     eChildMode childMode() const { return mode; }
 
     /// Exclusive: a final child is active. Parallel: every compound child has finished; children of other kinds do not
     /// count, so without any compound child it has.
     bool isFinished() const;
 
+    /// In the order of adding; null for an initial state that was never set.
     const std::vector<CAbstractState*>& children() const { return childStates; }
     const std::vector<CTransition*>& transitions() const { return outgoing; }
     CAbstractState* initialState() const { return initial; }
@@ -230,6 +237,7 @@ private:
 class KIV_API CFinalState : public CAbstractState
 {
 public:
+    /// A final state under `parent`, see CAbstractState.
     explicit CFinalState(const std::string& name, CState* parent = nullptr);
 
     void onEntry() override;
@@ -247,6 +255,7 @@ public:
 class KIV_API CHistoryState : public CAbstractState
 {
 public:
+    /// A history state under `parent`; CState::addHistoryState() is the usual way.
     explicit CHistoryState(const std::string& name, CState* parent = nullptr);
 
     /// The state to enter as long as nothing is remembered; null for none. Another group's state, or the history state

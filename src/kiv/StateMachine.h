@@ -110,6 +110,7 @@ public:
     /// The numbers of the events that fire a transition, ascending.
     std::vector<unsigned char> eventsOf(const CTransition* transition) const;
 
+    /// True for a machine with a worker thread of its own.
     bool isAsync() const;
 
     /// Events and queued transitions that wait; 64 at most.

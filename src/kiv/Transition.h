@@ -35,6 +35,7 @@ class CStateMachine;
 class KIV_API CTransition : public sigslot::has_slots<sigslot::multi_threaded_local>
 {
 public:
+    /// When a transition fires that is triggered.
     enum eTriggerMode : int
     {
         TriggerDirect = 0, ///< fire at once, on the calling thread
@@ -47,10 +48,13 @@ public:
     CTransition(const CTransition&) = delete;
     CTransition& operator=(const CTransition&) = delete;
 
+    /// A target must be set before the transition can fire.
     void setTargetState(CAbstractState* state) { targetState = state; }
 
+    /// Null as long as none is set.
     CState* source() const { return sourceState; }
     CAbstractState* target() const { return targetState; }
+    /// As given to the constructor.
     const std::string& name() const { return transitionName; }
 
     /// The source's machine; null without source or as long as the source belongs to none.
@@ -72,6 +76,7 @@ public:
     /// Writes "SOURCE ---[NAME::onTransition()]---> TARGET" to the machine's log; nothing without source or target.
     void logTransition();
 
+    /// Emits the signal; the framework calls it.
     void emitTriggered() { sigTriggered(this); }
 
     /// Called while the transition fires, between leaving and entering; does nothing here.

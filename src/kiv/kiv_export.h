@@ -2,6 +2,7 @@
 #ifndef KIV_EXPORT_H
 #define KIV_EXPORT_H
 
+/// Marks what the library exports.
 #define KIV_API __attribute__((visibility("default")))
 
 #endif

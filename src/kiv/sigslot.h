@@ -60,7 +60,9 @@ class KIV_API multi_threaded_local
 {
 public:
     multi_threaded_local();
+    /// A mutex of its own, unlocked.
     multi_threaded_local(const multi_threaded_local&) : multi_threaded_local() {}
+    /// Changes nothing.
     multi_threaded_local& operator=(const multi_threaded_local&) { return *this; }
     virtual ~multi_threaded_local();
 
@@ -93,6 +95,7 @@ class KIV_API has_slots<multi_threaded_local> : public multi_threaded_local
 {
 public:
     has_slots() = default;
+    /// Connected wherever `other` is.
     has_slots(const has_slots& other);
     has_slots& operator=(const has_slots&) = delete;
     ~has_slots() override;
@@ -357,6 +360,7 @@ public:
         this->template append_op<Owner>(receiver, op);
     }
 
+    /// The same for a const member function.
     template<class Dest, class Owner>
     void connect(Dest* receiver, void (Owner::*op)(Arg) const)
     {
