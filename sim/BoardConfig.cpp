@@ -1,10 +1,12 @@
 #include "BoardConfig.h"
 
+#include <climits>
 #include <cstring>
 #include <functional>
 #include <map>
 #include <set>
 #include <sstream>
+#include <string_view>
 
 #include <kiv/IniFile.h>
 
@@ -70,11 +72,17 @@ Setter wordSetter(Value& target, const std::map<std::string, Value>& words)
 
 Setter flagSetter(bool& target) { return wordSetter<bool>(target, {{"0", false}, {"1", true}}); }
 
+bool isFileName(const std::string& text)
+{
+    return !text.empty() && text.size() <= NAME_MAX && text[0] != '.' &&
+           text.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
+}
+
 /// A text that can be a file's name.
 Setter nameSetter(std::string& target)
 {
     return [&target](const std::string& value) {
-        if (value.empty() || value[0] == '.' || value.find('/') != std::string::npos)
+        if (!isFileName(value))
             throw CBadValue("not fit for a file's name");
         target = value;
     };
@@ -173,11 +181,19 @@ private:
         }
     }
 
+    /// A device without a name is called after its section.
+    void nameDevice(const std::string& section, std::string& device) const
+    {
+        if (device.empty())
+            device = "sim-" + section;
+        if (!isFileName(device))
+            fail(section, "is not fit for a file's name; give a device");
+    }
+
     void readGpio(const std::string& section)
     {
         GpioChipConfig chip;
         chip.label = section;
-        chip.device = "sim-" + section;
         chip.base = noBase;
         const auto setHeld = [&chip](const std::string& value) {
             for (const std::string& item : commaSeparated(value))
@@ -190,13 +206,13 @@ private:
                         {"lines", numberSetter(chip.lines, 1, mostLines)},
                         {"held", setHeld},
                         {"names", setNames}});
+        nameDevice(section, chip.device);
         config.gpio.push_back(chip);
     }
 
     void readPwm(const std::string& section)
     {
         PwmChipConfig chip;
-        chip.device = "sim-" + section;
         apply(section,
               {{"device", nameSetter(chip.device)},
                {"channels", numberSetter(chip.channels, 1, mostChannels)},
@@ -212,6 +228,7 @@ private:
                {"range_check", wordSetter<bool>(chip.isRangeCheckedLate, {{"write", false}, {"enable", true}})},
                {"period", periodSetter(chip.initialPeriod)},
                {"polarity", wordSetter<bool>(chip.isInitiallyInversed, {{"normal", false}, {"inversed", true}})}});
+        nameDevice(section, chip.device);
         config.pwm.push_back(chip);
     }
 

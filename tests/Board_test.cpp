@@ -551,6 +551,7 @@ TEST(BoardConfig, ErrorsSayFileAndReason)
           Case{"[board]\nkernel=4\n", "[board] kernel=4: must be one of 5.10, 6.1, 6.12"},
           Case{"[gpio\n", "a line begins with '[' and has no ']'"},
           Case{"[adc]\na/b=1\n", "[adc] a/b=1: not fit for a file's name"},
+          Case{"[gpio/1]\n", "[gpio/1] is not fit for a file's name; give a device"},
           Case{"[gpio]\nbase=8\n[gpio2]\nbase=15\n", "line 15 belongs to two chips"},
           Case{"[gpio]\nlines=600\n", "there is no room for 600 lines of sim-gpio below 512; give a base"},
           Case{"[pwm]\n[pwm]\n", "[pwm] stands there twice"},
