@@ -3,16 +3,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
+#include <string>
+
+#include "require.h"
 
 namespace
 {
-
-void require(bool isTrue)
-{
-    if (!isTrue)
-        std::abort();
-}
 
 /// What decoding gave must encode to the same text again, but for the bits that were left over.
 void decodeAndBack(const std::string& text)
