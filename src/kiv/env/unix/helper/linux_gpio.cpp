@@ -11,20 +11,12 @@ namespace Kiv
 namespace
 {
 
-/// The path of one attribute of a line.
-class CPinPath
+/// The path of one attribute of a line, such as "/value".
+template<std::size_t Size>
+CSysfsText pinPath(unsigned int pin, const char (&attribute)[Size])
 {
-public:
-    CPinPath(unsigned int pin, const char* attribute)
-    {
-        std::snprintf(text, sizeof text, "/sys/class/gpio/gpio%d/%s", static_cast<int>(pin), attribute);
-    }
-
-    const char* c_str() const { return text; }
-
-private:
-    char text[sysfsPathSize];
-};
+    return CSysfsText("/sys/class/gpio/gpio", static_cast<int>(pin), attribute);
+}
 
 constexpr int invalidArgument = -22;
 
@@ -42,7 +34,7 @@ int gpio_unexport(unsigned int pin)
 
 int gpio_set_dir(unsigned int pin, ePinDirection dir)
 {
-    const CPinPath path(pin, "direction");
+    const CSysfsText path = pinPath(pin, "/direction");
     if (dir == PinDirectionOutput)
         return writeSysfs(path.c_str(), "out", sizeof "out", "gpio/direction", "gpio/direction");
     return writeSysfs(path.c_str(), "in", sizeof "in", "gpio/direction", "gpio/direction");
@@ -50,7 +42,7 @@ int gpio_set_dir(unsigned int pin, ePinDirection dir)
 
 int gpio_set_value(unsigned int pin, ePinValue value)
 {
-    const CPinPath path(pin, "value");
+    const CSysfsText path = pinPath(pin, "/value");
     return writeSysfs(path.c_str(), value != PinValueLow ? "1" : "0", sizeof "1", "gpio/set-value", "gpio/set-value");
 }
 
@@ -58,7 +50,7 @@ int gpio_get_value(unsigned int pin, unsigned int* value)
 {
     if (value == nullptr)
         return invalidArgument;
-    const CSysfsFile file(CPinPath(pin, "value").c_str(), O_RDONLY);
+    const CSysfsFile file(pinPath(pin, "/value").c_str(), O_RDONLY);
     if (!file.isOpen())
         return reportErrno("gpio/get-value");
     char level = '\0';
@@ -71,7 +63,7 @@ int gpio_set_edge(unsigned int pin, const char* edge)
 {
     if (edge == nullptr)
         return invalidArgument;
-    const CSysfsFile file(CPinPath(pin, "edge").c_str(), O_WRONLY);
+    const CSysfsFile file(pinPath(pin, "/edge").c_str(), O_WRONLY);
     if (!file.isOpen())
     {
         std::perror("gpio/set-edge");
@@ -82,7 +74,7 @@ int gpio_set_edge(unsigned int pin, const char* edge)
 
 int gpio_fd_open(unsigned int pin)
 {
-    const CPinPath path(pin, "value");
+    const CSysfsText path = pinPath(pin, "/value");
     const int fd = uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC); });
     if (fd < 0)
         std::perror("gpio/fd_open");

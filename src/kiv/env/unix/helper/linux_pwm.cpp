@@ -6,30 +6,25 @@
 #include "SysfsFile.h"
 
 using Kiv::CSysfsFile;
+using Kiv::CSysfsText;
 using Kiv::reportErrno;
 
 namespace
 {
 
-/// The path of one attribute of a chip or of one of its channels.
-class CPwmPath
+/// The path of one attribute of a chip, such as "/npwm".
+template<std::size_t Size>
+CSysfsText chipPath(unsigned char chip, const char (&attribute)[Size])
 {
-public:
-    CPwmPath(unsigned char chip, const char* attribute)
-    {
-        std::snprintf(text, sizeof text, "/sys/class/pwm/pwmchip%d/%s", chip, attribute);
-    }
+    return CSysfsText("/sys/class/pwm/pwmchip", chip, attribute);
+}
 
-    CPwmPath(unsigned char chip, unsigned char channel, const char* attribute)
-    {
-        std::snprintf(text, sizeof text, "/sys/class/pwm/pwmchip%d/pwm%d/%s", chip, channel, attribute);
-    }
-
-    const char* c_str() const { return text; }
-
-private:
-    char text[Kiv::sysfsPathSize];
-};
+/// The path of one attribute of a channel.
+template<std::size_t Size>
+CSysfsText channelPath(unsigned char chip, unsigned char channel, const char (&attribute)[Size])
+{
+    return CSysfsText("/sys/class/pwm/pwmchip", chip, "/pwm", channel, attribute);
+}
 
 /// The text of an attribute, cut at 63 bytes; empty after a failure.
 struct AttributeText
@@ -38,7 +33,7 @@ struct AttributeText
     bool opened = false;
     char text[64] = "";
 
-    explicit AttributeText(const CPwmPath& path)
+    explicit AttributeText(const CSysfsText& path)
     {
         const CSysfsFile file(path.c_str(), O_RDONLY);
         opened = file.isOpen();
@@ -51,12 +46,12 @@ struct AttributeText
     long number() const { return std::strtol(text, nullptr, 10); }
 };
 
-int writeNumber(const CPwmPath& path, unsigned int number, const char* tag)
+int writeNumber(const CSysfsText& path, unsigned int number, const char* tag)
 {
     return Kiv::writeSysfsNumber(path.c_str(), number, path.c_str(), tag);
 }
 
-int readNumber(const CPwmPath& path, unsigned int& number)
+int readNumber(const CSysfsText& path, unsigned int& number)
 {
     const AttributeText attribute(path);
     if (attribute.opened)
@@ -70,43 +65,43 @@ constexpr const char* enableTag = "pwmchip/pwm/enable";
 
 int pwm_export(unsigned char chip, unsigned char channel)
 {
-    return writeNumber(CPwmPath(chip, "export"), channel, "pwmchip/export");
+    return writeNumber(chipPath(chip, "/export"), channel, "pwmchip/export");
 }
 
 int pwm_unexport(unsigned char chip, unsigned char channel)
 {
-    return writeNumber(CPwmPath(chip, "unexport"), channel, "pwmchip/unexport");
+    return writeNumber(chipPath(chip, "/unexport"), channel, "pwmchip/unexport");
 }
 
 int pwm_set_duty_cycle(unsigned char chip, unsigned char channel, unsigned int ns)
 {
-    return writeNumber(CPwmPath(chip, channel, "duty_cycle"), ns, "pwmchip/duty_cycle");
+    return writeNumber(channelPath(chip, channel, "/duty_cycle"), ns, "pwmchip/duty_cycle");
 }
 
 int pwm_get_duty_cycle(unsigned char chip, unsigned char channel, unsigned int& ns)
 {
-    return readNumber(CPwmPath(chip, channel, "duty_cycle"), ns);
+    return readNumber(channelPath(chip, channel, "/duty_cycle"), ns);
 }
 
 int pwm_set_period(unsigned char chip, unsigned char channel, unsigned int ns)
 {
-    return writeNumber(CPwmPath(chip, channel, "period"), ns, "pwmchip/period");
+    return writeNumber(channelPath(chip, channel, "/period"), ns, "pwmchip/period");
 }
 
 int pwm_get_period(unsigned char chip, unsigned char channel, unsigned int& ns)
 {
-    return readNumber(CPwmPath(chip, channel, "period"), ns);
+    return readNumber(channelPath(chip, channel, "/period"), ns);
 }
 
 int pwm_set_enabled(unsigned char chip, unsigned char channel, bool on)
 {
-    const CPwmPath path(chip, channel, "enable");
+    const CSysfsText path = channelPath(chip, channel, "/enable");
     return Kiv::writeSysfs(path.c_str(), on ? "1" : "0", sizeof "1", path.c_str(), enableTag);
 }
 
 int pwm_get_enabled(unsigned char chip, unsigned char channel, bool& on)
 {
-    const CPwmPath path(chip, channel, "enable");
+    const CSysfsText path = channelPath(chip, channel, "/enable");
     const CSysfsFile file(path.c_str(), O_RDONLY);
     if (!file.isOpen())
         return reportErrno(path.c_str());
@@ -118,7 +113,7 @@ int pwm_get_enabled(unsigned char chip, unsigned char channel, bool& on)
 
 int pwm_set_polarity(unsigned char chip, unsigned char channel, ePWMPolarity p)
 {
-    const CPwmPath path(chip, channel, "polarity");
+    const CSysfsText path = channelPath(chip, channel, "/polarity");
     const CSysfsFile file(path.c_str(), O_WRONLY);
     if (!file.isOpen())
         return reportErrno(path.c_str());
@@ -131,7 +126,7 @@ int pwm_set_polarity(unsigned char chip, unsigned char channel, ePWMPolarity p)
 
 int pwm_get_polarity(unsigned char chip, unsigned char channel, ePWMPolarity& p)
 {
-    const AttributeText attribute(CPwmPath(chip, channel, "polarity"));
+    const AttributeText attribute(channelPath(chip, channel, "/polarity"));
     if (attribute.opened)
     {
         const bool normal = attribute.result != 0 || std::strcmp(attribute.text, "normal") == 0;
@@ -142,7 +137,7 @@ int pwm_get_polarity(unsigned char chip, unsigned char channel, ePWMPolarity& p)
 
 int pwm_get_channel_count(unsigned char chip, unsigned char& count)
 {
-    const AttributeText attribute(CPwmPath(chip, "npwm"));
+    const AttributeText attribute(chipPath(chip, "/npwm"));
     count = static_cast<unsigned char>(attribute.number());
     return attribute.result;
 }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
+#include <string>
 #include <thread>
 
 #include <dirent.h>
@@ -67,34 +68,36 @@ bool linkEndsWith(const char* path, const char* expected)
     return std::strcmp(slash != nullptr ? slash + 1 : target, expected) == 0;
 }
 
-/// Waits until every attribute of a folder may be written.
+/// Tries to open every attribute of a folder for writing, which alone changes nothing. 0, or why one cannot be.
+int openAll(const std::string& folder, std::initializer_list<const char*> attributes)
+{
+    for (const char* attribute : attributes)
+    {
+        if (!CSysfsFile((folder + attribute).c_str(), O_WRONLY).isOpen())
+            return negatedErrno();
+    }
+    return 0;
+}
+
 int waitWritable(const char* folder, std::initializer_list<const char*> attributes, unsigned int timeoutMs)
 {
     using Clock = std::chrono::steady_clock;
     const auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    for (;;)
+    int result = openAll(folder, attributes);
+    while (result != 0 && Clock::now() < end)
     {
-        int result = 0;
-        for (const char* attribute : attributes)
-        {
-            char path[sysfsPathSize];
-            std::snprintf(path, sizeof path, "%s/%s", folder, attribute);
-            if (result == 0 && access(path, W_OK) != 0)
-                result = negatedErrno();
-        }
-        if (result == 0 || Clock::now() >= end)
-            return result;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        result = openAll(folder, attributes);
     }
+    return result;
 }
 
 } // namespace
 
 int gpio_set_output(unsigned int pin, ePinValue value)
 {
-    char path[sysfsPathSize];
-    std::snprintf(path, sizeof path, "/sys/class/gpio/gpio%d/direction", static_cast<int>(pin));
-    const CSysfsFile file(path, O_WRONLY);
+    const CSysfsText path("/sys/class/gpio/gpio", static_cast<int>(pin), "/direction");
+    const CSysfsFile file(path.c_str(), O_WRONLY);
     if (!file.isOpen())
         return negatedErrno();
     const bool written = value != PinValueLow ? file.write("high", 4) : file.write("low", 3);
@@ -125,16 +128,14 @@ int pwm_chip_number(const char* device)
 
 int gpio_wait_access(unsigned int pin, unsigned int timeoutMs)
 {
-    char folder[sysfsPathSize];
-    std::snprintf(folder, sizeof folder, "/sys/class/gpio/gpio%d", static_cast<int>(pin));
-    return waitWritable(folder, {"direction", "value"}, timeoutMs);
+    const CSysfsText folder("/sys/class/gpio/gpio", static_cast<int>(pin), "/");
+    return waitWritable(folder.c_str(), {"direction", "value"}, timeoutMs);
 }
 
 int pwm_wait_access(unsigned char chip, unsigned char channel, unsigned int timeoutMs)
 {
-    char folder[sysfsPathSize];
-    std::snprintf(folder, sizeof folder, "/sys/class/pwm/pwmchip%d/pwm%d", chip, channel);
-    return waitWritable(folder, {"period", "duty_cycle", "polarity", "enable"}, timeoutMs);
+    const CSysfsText folder("/sys/class/pwm/pwmchip", chip, "/pwm", channel, "/");
+    return waitWritable(folder.c_str(), {"period", "duty_cycle", "polarity", "enable"}, timeoutMs);
 }
 
 class CGpioEdgePrivate
@@ -142,9 +143,8 @@ class CGpioEdgePrivate
 public:
     explicit CGpioEdgePrivate(unsigned int pin) : wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
     {
-        char path[sysfsPathSize];
-        std::snprintf(path, sizeof path, "/sys/class/gpio/gpio%d/value", static_cast<int>(pin));
-        value = wake < 0 ? -1 : uninterrupted([&] { return ::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC); });
+        const CSysfsText path("/sys/class/gpio/gpio", static_cast<int>(pin), "/value");
+        value = wake < 0 ? -1 : uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC); });
         error = value < 0 || !rearm() ? negatedErrno() : 0;
     }
 
