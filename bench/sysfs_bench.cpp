@@ -6,7 +6,6 @@
 #include <kiv/linux_pwm.h>
 
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -23,7 +22,8 @@ namespace
 
 constexpr const char* valuePath = "/sys/class/gpio/gpio504/value";
 constexpr const char* dutyPath = "/sys/class/pwm/pwmchip0/pwm0/duty_cycle";
-constexpr const char* adcPath = "/sys/class/sim/adc/in0";
+constexpr const char* countPath = "/sys/class/sim/adc/in0";
+constexpr const char* voltPath = "/sys/class/sim/adc/in1";
 
 template<class Access>
 void measure(benchmark::State& state, const Access& access)
@@ -69,8 +69,10 @@ void registerAll()
     add("pwm_set_duty_cycle/open, write, close", [] {
         return bareWrite(dutyPath, {'1', '2', '3', '4', '5', '6', '7'});
     });
-    add("ADC read/kiv", [adc = Kiv::CLinuxPollingADC(adcPath)] { return adc.read() == 1837; });
-    add("ADC read/open, read, close", [] { return bareRead(adcPath, 255); });
+    add("ADC read, 1837/kiv", [adc = Kiv::CLinuxPollingADC(countPath)] { return adc.read() == 1837; });
+    add("ADC read, 1837/open, read, close", [] { return bareRead(countPath, 255); });
+    add("ADC read, 3.25/kiv", [adc = Kiv::CLinuxPollingADC(voltPath)] { return adc.read() == 3.25F; });
+    add("ADC read, 3.25/open, read, close", [] { return bareRead(voltPath, 255); });
 }
 
 /// False where neither root's rights nor a user namespace are to be had.
@@ -80,7 +82,7 @@ bool makePlainFiles()
         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
         mount("bench", "/sys/class", "tmpfs", 0, nullptr) != 0)
         return false;
-    for (const char* path : {valuePath, dutyPath, adcPath})
+    for (const char* path : {valuePath, dutyPath, countPath, voltPath})
     {
         std::filesystem::create_directories(std::filesystem::path(path).parent_path());
         std::ofstream(path) << "1\n";
@@ -101,7 +103,8 @@ bool prepare()
     else if (!makePlainFiles())
         return false;
     Kiv::gpio_set_value(504, Kiv::PinValueHigh);
-    std::ofstream(adcPath) << "1837\n";
+    std::ofstream(countPath) << "1837\n";
+    std::ofstream(voltPath) << "3.25\n";
     return true;
 }
 
