@@ -28,15 +28,16 @@ locale_t driversLocale()
     return locale;
 }
 
-/// As scanf's %f reads it. Whole numbers, which are what most drivers give, do without the slower strtof_l().
+/// As scanf's %f reads it. std::from_chars() knows no locale and is several times as fast as strtof_l(), which has the
+/// last word on whatever is not simply a number and a line break: blanks, signs, hexadecimal digits, units.
 float numberAtTheBeginning(const char* text, const char* textEnd)
 {
-    int whole = 0;
-    const auto [wholeEnd, error] = std::from_chars(text, textEnd, whole);
-    if (error == std::errc() && (*wholeEnd == '\n' || *wholeEnd == '\0'))
-        return static_cast<float>(whole);
+    float value = 0;
+    const auto [numberEnd, error] = std::from_chars(text, textEnd, value);
+    if (error == std::errc() && (*numberEnd == '\n' || *numberEnd == '\0'))
+        return value;
     char* end = nullptr;
-    const float value = strtof_l(text, &end, driversLocale());
+    value = strtof_l(text, &end, driversLocale());
     return end == text ? notANumber : value;
 }
 
