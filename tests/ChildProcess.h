@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -21,22 +22,29 @@ class CChildProcess
 {
 public:
     explicit CChildProcess(std::vector<std::string> arguments)
+        : CChildProcess([&arguments] {
+              std::vector<char*> argv;
+              for (std::string& argument : arguments)
+                  argv.push_back(argument.data());
+              argv.push_back(nullptr);
+              execvp(argv[0], argv.data());
+              return 127;
+          })
+    {}
+
+    /// A copy of the test's own process; it ends with what `body` returns.
+    explicit CChildProcess(const std::function<int()>& body)
     {
         int outEnds[2];
         int errEnds[2];
         if (pipe2(outEnds, O_CLOEXEC) != 0 || pipe2(errEnds, O_CLOEXEC) != 0)
             throw std::runtime_error(std::strerror(errno));
-        std::vector<char*> argv;
-        for (std::string& argument : arguments)
-            argv.push_back(argument.data());
-        argv.push_back(nullptr);
         pid = fork();
         if (pid == 0)
         {
             dup2(outEnds[1], STDOUT_FILENO);
             dup2(errEnds[1], STDERR_FILENO);
-            execvp(argv[0], argv.data());
-            _exit(127);
+            _exit(body());
         }
         close(outEnds[1]);
         close(errEnds[1]);
