@@ -194,7 +194,7 @@ int CGpioEdge::wait(int timeoutMs)
     int ready = ::poll(descriptors, 2, timeoutMs);
     while (ready < 0 && errno == EINTR)
     {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
         ready = ::poll(descriptors, 2, timeoutMs < 0 ? -1 : static_cast<int>(left > 0 ? left : 0));
     }
     if (ready < 0)
