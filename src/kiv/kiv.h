@@ -10,6 +10,8 @@
 #include <kiv/EnumHelpers.h>
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
+#include <kiv/FileStorage.h>
+#include <kiv/HourMeter.h>
 #include <kiv/IniFile.h>
 #include <kiv/KivDateTime.h>
 #include <kiv/LinuxPWMChip.h>

@@ -1,0 +1,79 @@
+/// Random access to a small persistent memory that is kept in a file.
+#ifndef KIV_FILESTORAGE_H
+#define KIV_FILESTORAGE_H
+
+#include <memory>
+#include <string>
+
+#include <kiv/err_codes.h>
+#include <kiv/kiv_export.h>
+
+namespace Kiv
+{
+
+class CFileStoragePrivate;
+
+/// Stands in for a controller's non-volatile memory: byte ranges at offsets, in a file that exists beforehand.
+///
+/// For records of a fixed place and size, such as those of CHourMeter; several users share one storage through a
+/// std::shared_ptr and agree on their offsets. For what people read and edit use CIniFile.
+///
+/// | state  | open()                                         | read(), write() | close() |
+/// |--------|------------------------------------------------|-----------------|---------|
+/// | closed | opens, or -2 or -5                             | -5              | nothing |
+/// | open   | 0, but the earlier file stays, and is silenced | 0               | closes  |
+///
+/// Silenced means: every later read and write does nothing and still answers 0, until the storage has been closed and
+/// opened again. The same happens after a read past the end of the file and after any access that fails. Callers rely
+/// on these results; ask isGood() where it matters.
+///
+/// Data reaches the file with the next access or when the storage is closed; after flush() it is on the medium. What one
+/// write() gave is written in one piece, so a killed process leaves it old or new. A power cut does so only to records
+/// that lie within one sector of the medium: align offsets to the record's size.
+///
+/// Threads: reentrant; all users of one storage belong to one thread at a time.
+/// Errors: results are 0 or a negated code, -2 as 0xFFFFFFFE.
+/// Units: bytes; offsets count from the start of the file.
+class KIV_API CFileStorage
+{
+public:
+    /// A closed storage; touches no file. `size` is what erase() overwrites.
+    explicit CFileStorage(int size);
+    CFileStorage(const CFileStorage&) = delete;
+    CFileStorage& operator=(const CFileStorage&) = delete;
+
+    /// Closes the file.
+    virtual ~CFileStorage();
+
+    /// Opens a file for reading and writing; never creates one. -2 when there is none, -5 when it cannot be opened, as
+    /// a directory cannot. Where the path cannot even be looked up, boost::filesystem::filesystem_error passes.
+    ErrCode open(const std::string& path);
+
+    /// Reads into `buffer`. What lies beyond the end of the file is not read, and silences the storage.
+    ErrCode read(char* buffer, long length, long offset);
+
+    /// Writes, beyond the end of the file too: it grows, and a gap is filled with zeros.
+    ErrCode write(const char* buffer, long length, long offset);
+
+    void close();
+
+    /// Writes zeros from the start, as many as the constructor was told, whatever the length of the file. Nothing on a
+    /// closed storage.
+    void erase();
+
+    /// Hands everything written to the medium and waits for it (fsync). -5 on a closed or silenced storage and when the
+    /// file refuses the data, else the negated code of the system's error.
+    ErrCode flush();
+
+    bool isOpen() const;
+
+    /// True while the storage is open and not silenced.
+    bool isGood() const;
+
+private:
+    std::unique_ptr<CFileStoragePrivate> d;
+};
+
+} // namespace Kiv
+
+#endif
