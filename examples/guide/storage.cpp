@@ -13,7 +13,7 @@
 int main()
 {
     const char* const path = "memory.bin";
-    std::ofstream(path, std::ios::app); // a storage never creates its file
+    std::ofstream(path, std::ios::app).close(); // a storage never creates its file
 
     const auto memory = std::make_shared<Kiv::CFileStorage>(64);
     if (const ErrCode error = memory->open(path))
