@@ -14,13 +14,10 @@ namespace
 {
 
 constexpr option longOptions[] = {
-    {"speed", required_argument, nullptr, 's'},
-    {"config", required_argument, nullptr, 'c'},
-    {"inflow", required_argument, nullptr, 'i'},
-    {"quiet", no_argument, nullptr, 'q'},
-    {"board", no_argument, nullptr, 'b'},
-    {"help", no_argument, nullptr, 'h'},
-    {nullptr, 0, nullptr, 0},
+    {"speed", required_argument, nullptr, 's'},  {"config", required_argument, nullptr, 'c'},
+    {"inflow", required_argument, nullptr, 'i'}, {"quiet", no_argument, nullptr, 'q'},
+    {"board", no_argument, nullptr, 'b'},        {"crash", no_argument, nullptr, 'x'},
+    {"help", no_argument, nullptr, 'h'},         {nullptr, 0, nullptr, 0},
 };
 
 int toSpeed(const std::string& text)
@@ -35,10 +32,11 @@ int toSpeed(const std::string& text)
 } // namespace
 
 const char* const helpText =
-    R"(Usage: pump_station [--speed N] [--config FILE] [--inflow FILE] [--board] [--quiet] [--help]
+    R"(Usage: pump_station [--speed N] [--config FILE] [--inflow FILE] [--board] [--quiet] [--crash] [--help]
 
 Runs a sewage pumping station through a recorded inflow. It prints a line for each simulated minute (time, inflow, level,
-the pumps that run, the active states) and at the end a table. The table depends on config and recording only.
+the pumps that run, the active states) and at the end a table. The table depends on config and recording only;
+below it stand the operating hours of all runs: the pumps' in the model's time, the station's in real time.
 
   --speed N       simulated seconds in a real one, 1 to 1000000; by default what the config says
   --config FILE   the station; by default pump_station.ini beside the program
@@ -46,11 +44,12 @@ the pumps that run, the active states) and at the end a table. The table depends
   --board         wire controller and plant through the simulated board: kiv-board run --config FILE -- pump_station
                   --board, with the board.ini beside the program; without it they are wired inside the program
   --quiet         print the table only
+  --crash         fail on purpose, to show the report of a fatal signal
   --help          print this text and end
 
 Ctrl-C and SIGTERM end the run; the table then shows what was reached.
 
-Exit status: 0 after the whole recording; 1 if the run failed; 2 for a bad option, config or recording; 130 after Ctrl-C,
+Exit status: 0 after the whole recording; 1 if the run failed or crashed; 2 for a bad option, config or recording; 130 after Ctrl-C,
 143 after SIGTERM.
 )";
 
@@ -72,6 +71,9 @@ Options::Options(int argc, char** argv) : configPath(Kiv::getApplicationDirPath(
             break;
         case 'b':
             board = true;
+            break;
+        case 'x':
+            crash = true;
             break;
         case 'q':
             quiet = true;

@@ -24,6 +24,7 @@ struct Options
     std::optional<std::string> inflowPath;
     std::optional<int> speed;
     bool board = false;
+    bool crash = false;
     bool quiet = false;
     bool help = false;
 };

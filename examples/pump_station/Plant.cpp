@@ -4,15 +4,17 @@
 #include <iterator>
 
 #include "InflowRecord.h"
+#include "PumpHours.h"
 #include "Settings.h"
 #include "Wiring.h"
 
 namespace PumpStation
 {
 
-CPlant::CPlant(const Settings& plantSettings, const CInflowRecord& inflowRecord, IWiring& plantWiring)
-    : settings(plantSettings), record(inflowRecord), wiring(plantWiring), clock(record.begin()), log(clock),
-      water(settings.basin), machinery(wiring), control(wiring, machinery, clock, log, settings.times),
+CPlant::CPlant(const Settings& plantSettings, const CInflowRecord& inflowRecord, IWiring& plantWiring,
+               CPumpHours& pumpHours)
+    : settings(plantSettings), record(inflowRecord), wiring(plantWiring), hours(pumpHours), clock(record.begin()),
+      log(clock), water(settings.basin), machinery(wiring), control(wiring, machinery, clock, log, settings.times),
       highest(water.level()), highestTime(record.begin())
 {}
 
@@ -46,12 +48,23 @@ void CPlant::moveWater()
     water.advance(inflow(), outflow(), seconds);
     machinery.advance(seconds);
     clock.advance(seconds);
+    countHours();
     wiring.showPlant(water.level(), water.isOverflowing());
     if (water.level() > highest)
     {
         highest = water.level();
         highestTime = clock.now();
     }
+}
+
+/// Saved once in an hour: the medium does not like to be written in each step.
+void CPlant::countHours()
+{
+    for (std::size_t pump = 0; pump < pumpCount; ++pump)
+        if (machinery.isRunning(pump))
+            hours.add(pump, settings.times.step);
+    if (now() % 3600 == 0)
+        hours.save();
 }
 
 /// What the pumps deliver at the speeds that reach their drives.

@@ -12,6 +12,7 @@ namespace PumpStation
 {
 
 class CInflowRecord;
+class CPumpHours;
 class IWiring;
 struct Settings;
 
@@ -25,7 +26,7 @@ class CPlant
 {
 public:
     /// The arguments are there as long as the plant. After Kiv::Diag::init().
-    CPlant(const Settings& settings, const CInflowRecord& record, IWiring& wiring);
+    CPlant(const Settings& settings, const CInflowRecord& record, IWiring& wiring, CPumpHours& hours);
 
     void start();
     void stop();
@@ -52,6 +53,7 @@ public:
 
 private:
     void moveWater();
+    void countHours();
     std::int64_t outflow() const;
     bool postEvents();
     bool isMainBlocked() const;
@@ -61,6 +63,7 @@ private:
     const Settings& settings;
     const CInflowRecord& record;
     IWiring& wiring;
+    CPumpHours& hours;
     CStationClock clock;
     CStationLog log;
     CBasin water;

@@ -6,6 +6,7 @@
 #include "Figures.h"
 #include "InflowRecord.h"
 #include "Plant.h"
+#include "PumpHours.h"
 
 namespace PumpStation
 {
@@ -68,6 +69,14 @@ void printTable(const CPlant& plant)
     printWater(plant);
     std::printf("events handled   %6" PRIu64 "\n", plant.controller().eventsHandled());
     std::printf("events dropped   %6" PRIu64 "\n", plant.controller().eventsDropped());
+}
+
+void printHours(CPumpHours& hours)
+{
+    constexpr double secondsInAnHour = 3600;
+    std::printf("\nall runs         pump 1  pump 2\n");
+    std::printf("hours run        %6.1f  %6.1f\n", hours.pump(0) / secondsInAnHour, hours.pump(1) / secondsInAnHour);
+    std::printf("in service       %6.1f minutes of real time\n", hours.service() / 60.0);
 }
 
 } // namespace PumpStation

@@ -110,6 +110,7 @@ Settings::Settings(const std::string& path)
     alarmInterval = file.number("Run", "AlarmInterval", {10, 1000});
     inflowPath = file.text("Files", "Inflow");
     logPath = file.text("Files", "Log");
+    hoursPath = file.text("Files", "Hours");
     file.refuseUnknown();
 }
 

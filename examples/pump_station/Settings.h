@@ -78,7 +78,8 @@ struct Settings
     int speed;         ///< simulated seconds in a real one
     int alarmInterval; ///< milliseconds from one look at the model to the next
     std::string inflowPath;
-    std::string logPath; ///< log4cplus property file
+    std::string logPath;   ///< log4cplus property file
+    std::string hoursPath; ///< storage file of the operating hours
 };
 
 constexpr int highestSpeed = 1000000;

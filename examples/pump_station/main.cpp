@@ -2,6 +2,7 @@
 // file and a log. README.md beside this file describes it.
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <memory>
 
@@ -13,6 +14,7 @@
 #include "InflowRecord.h"
 #include "Options.h"
 #include "Plant.h"
+#include "PumpHours.h"
 #include "Report.h"
 #include "Run.h"
 #include "Settings.h"
@@ -55,6 +57,9 @@ int waitForEnd(CRun& run, const CStopSignals& stopSignals)
     return stoppedBy;
 }
 
+/// Something that a program must never do; the report shows who did it.
+[[noreturn, gnu::noinline]] void failOnPurpose() { std::abort(); }
+
 std::unique_ptr<IWiring> makeWiring(const Options& options, const Settings& settings)
 {
     if (options.board)
@@ -65,20 +70,28 @@ std::unique_ptr<IWiring> makeWiring(const Options& options, const Settings& sett
 int control(const Options& options)
 {
     const CStopSignals stopSignals;
+    Kiv::Diag::installDiagnosticSignalHandlers();
     Kiv::Env::initEnvironmentVars();
     const Settings settings(options.configPath);
     const CInflowRecord record(options.inflowPath.value_or(settings.inflowPath));
     initLogging(settings.logPath);
 
     const auto wiring = makeWiring(options, settings);
-    CPlant plant(settings, record, *wiring);
+    CPumpHours hours(settings.hoursPath);
+    CPlant plant(settings, record, *wiring, hours);
     CRun run(plant, settings.alarmInterval, options.speed.value_or(settings.speed), options.quiet);
     plant.start();
+    if (options.crash)
+        failOnPurpose();
     run.start();
     const int signal = waitForEnd(run, stopSignals);
     plant.stop();
 
     printTable(plant);
+    const ErrCode saved = hours.save();
+    printHours(hours);
+    if (saved != 0)
+        return fail(statusFailed, settings.hoursPath + ": " + ErrorToString(saved));
     switch (run.outcome())
     {
     case RunComplete:

@@ -1,0 +1,69 @@
+#include "PumpHours.h"
+
+#include <cstring>
+#include <fstream>
+
+#include <kiv/ErrorToString.h>
+#include <kiv/FileStorage.h>
+
+#include "TextFile.h"
+
+namespace PumpStation
+{
+
+namespace
+{
+
+using Record = std::uint32_t;
+
+// The records, four bytes each: the meter's, and one for each pump.
+constexpr int meterOffset = 0;
+constexpr long recordSize = sizeof(Record);
+constexpr long memorySize = (1 + pumpCount) * recordSize;
+
+constexpr int onlyWhenTold = 1000000000; // the meter's own saving, in seconds
+
+long pumpOffset(std::size_t pump) { return recordSize * static_cast<long>(1 + pump); }
+
+/// Lengthens the file by zeros to what the records take.
+void provideFile(const std::string& path)
+{
+    std::ofstream file(path, std::ios::binary | std::ios::app);
+    if (!file)
+        throw CInputError(path, "cannot be written");
+    for (auto size = static_cast<long>(file.tellp()); size < memorySize; ++size)
+        file.put('\0');
+}
+
+} // namespace
+
+CPumpHours::CPumpHours(const std::string& path)
+    : storage(std::make_shared<Kiv::CFileStorage>(static_cast<int>(memorySize))), meter(onlyWhenTold)
+{
+    provideFile(path);
+    if (const ErrCode error = storage->open(path))
+        throw CInputError(path, ErrorToString(error));
+    meter.setMemory(storage, meterOffset);
+    meter.initialize();
+    for (std::size_t pump = 0; pump < pumpCount; ++pump)
+    {
+        char bytes[recordSize] = {};
+        storage->read(bytes, recordSize, pumpOffset(pump));
+        std::memcpy(&pumps.at(pump), bytes, recordSize);
+    }
+    if (!storage->isGood())
+        throw CInputError(path, "cannot be read");
+}
+
+ErrCode CPumpHours::save()
+{
+    for (std::size_t pump = 0; pump < pumpCount; ++pump)
+    {
+        char bytes[recordSize];
+        std::memcpy(bytes, &pumps.at(pump), recordSize);
+        storage->write(bytes, recordSize, pumpOffset(pump));
+    }
+    return meter.save();
+}
+
+} // namespace PumpStation
