@@ -268,6 +268,8 @@ TEST_F(LinuxPWMChip, ChannelsBecomeInversedUnlessTheirPolarityWasSet)
 {
     CLinuxPWMChip chip(0, 3);
     EXPECT_EQ(chip.setPolarity(1, PWMPolarityNormal), 0);
+    setWorld("sim/faults", "write /sys/class/pwm/pwmchip0/pwm2/polarity 1 EIO\n");
+    EXPECT_EQ(chip.setPolarity(2, PWMPolarityNormal), -5) << "and nothing is recorded";
     EXPECT_EQ(chip.setPeriod(newPeriod), 0);
     EXPECT_EQ(attribute("pwm/pwmchip0/pwm0/polarity"), "normal\n");
     EXPECT_EQ(attribute("pwm/pwmchip0/pwm1/polarity"), "normal\n");
