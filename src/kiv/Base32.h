@@ -13,7 +13,7 @@
 /// Leave the padding out when encoding, or strip it before decoding.
 ///
 /// Threads: safe from any thread.
-/// Errors: a character outside the alphabet makes the whole result of Decode() empty.
+/// Errors: a character outside the alphabet makes the whole result of Decode() empty, as it is for an empty text.
 namespace Base32
 {
 

@@ -22,12 +22,13 @@ class CLinuxPWMChipPrivate;
 /// quiet, all channels but 0 released, the period set on channel 0, the others taken again with the new period.
 ///
 /// Starting a chip: kernels before 6.12 accept no duty cycle before a period is set, so the first setPeriod() of a chip
-/// that never had one answers -22. Set a period with pwm_set_period(chip, 0, ns), and for the other channels too,
+/// that never had one answers -22. Take every channel with pwm_export() and give it a period with pwm_set_period()
 /// before you construct the object.
 ///
 /// After a failed setPeriod() the completed steps stay done: duty cycles 0, channels off, perhaps channels released;
 /// the recorded period is the old one. Channels that stay released make the next call answer -2: take them again with
-/// pwm_export() and repeat.
+/// pwm_export() and repeat. Repeat it with the new period: channel 0 may have that already, and a call with the
+/// recorded one does nothing.
 ///
 /// Polarity: the constructor reads "normal" from the kernel as inversed (see pwm_get_polarity()), and setPeriod()
 /// restores what is recorded, so on channels 1 and up it writes "inversed" unless setPolarity() was called before.
@@ -39,7 +40,7 @@ class KIV_API CLinuxPWMChip
 {
 public:
     /// Exports every channel and reads its state. Failures are ignored: a channel that is exported already is simply
-    /// read. `channelCount` is not compared with the chip's own.
+    /// read, after a line on standard error. `channelCount` is not compared with the chip's own.
     CLinuxPWMChip(unsigned char chip, unsigned char channelCount);
 
     /// Leaves every channel exported and running.

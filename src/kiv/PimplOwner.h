@@ -199,9 +199,15 @@ private:
 
 /// Base of classes that keep their data in a private implementation and are copied with it.
 ///
-/// A class derives from it, hands its implementation to the constructor, and reaches it by pimpl<...>(). Copies have
-/// implementations of their own; a moved-from owner is empty, and so are its copies. Deriving classes are not meant to
-/// be deleted through this base: its destructor is not virtual.
+/// A class derives from it, hands its implementation to the constructor, and reaches it by pimpl<...>(). Its header
+/// does not need to know the implementation; its source does it so:
+///
+///     class CLampPrivate : public CPimpl { public: using CPimpl::CPimpl; int level = 0; };
+///     CLamp::CLamp() : CPimplOwner(make_polymorphic_value<CPimpl, CLampPrivate>(this)) {}
+///     int CLamp::level() const { return pimpl<CLampPrivate>()->level; }
+///
+/// Copies have implementations of their own; a moved-from owner is empty, and so are its copies. Deriving classes are
+/// not meant to be deleted through this base: its destructor is not virtual.
 ///
 /// Threads: reentrant.
 /// Errors: none of its own; what copying the implementation throws passes.

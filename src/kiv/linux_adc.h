@@ -12,7 +12,7 @@ namespace Kiv
 /// Reads the input anew at every call; nothing is cached and nothing is scaled: the unit is the driver's.
 ///
 /// Threads: reentrant; read() on one object is safe from any thread while nobody changes its path.
-/// Errors: read() returns NaN; only the constructor logs.
+/// Errors: read() returns NaN; only the constructor logs, through Diag::diagLogger().
 class KIV_API CLinuxPollingADC
 {
 public:
@@ -23,7 +23,7 @@ public:
     void setDevicePath(const std::string& devicePath);
 
     /// The number at the beginning of the file, with a decimal point whatever the process's locale; NaN if the file
-    /// cannot be read or does not begin with a number.
+    /// cannot be read or does not begin with a number within 255 bytes.
     float read() const;
 
 private:

@@ -7,14 +7,14 @@
 /// Every function opens, accesses and closes one sysfs file; nothing is kept between calls.
 ///
 /// What the kernel does that surprises:
-/// - Line numbers are the kernel's own and move between kernel versions: find a chip by its label and add its base,
-/// with
-///   gpio_chip_base() of <kiv/sysfs_tools.h>.
+/// - Line numbers are the kernel's own and move between kernel versions: find a chip by its label, with
+///   gpio_chip_base() of <kiv/sysfs_tools.h>, and count from its base.
 /// - Direction "out" sets the line low, also when it was a high output already. An output that must start high, or must
 ///   not glitch, is made with gpio_set_output() of <kiv/sysfs_tools.h>.
 /// - A value written to an input is refused (-1, "Operation not permitted").
 /// - The files of a freshly exported line may belong to root until udev has run; gpio_wait_access() waits for that.
-/// - Direction and level outlive unexport; edge does not.
+/// - Direction and level outlive unexport; edge does not. A line stays exported when the program ends: the next start
+///   finds it so, and gpio_export() answers -16.
 ///
 /// Results: 0, or the negated error code of the failed system call, which is also reported on standard error by
 /// perror(3) with a short tag. Threads: safe; the kernel orders accesses to one line. No function allocates memory.
@@ -66,23 +66,29 @@ KIV_API int gpio_fd_open(unsigned int pin);
 KIV_API int gpio_fd_close(int fd);
 
 /// A line with its direction and active level; copies are independent, and the hardware is touched by calls only.
+///
+/// connect() begins an output low, which is logically 1 if it is active low. Where that matters, use gpio_export() and
+/// gpio_set_output() of <kiv/sysfs_tools.h> in its place; the object needs no connect() to be read and written.
 class KIV_API CLinuxIoPin
 {
 public:
+    /// Touches no hardware.
     CLinuxIoPin(unsigned int pin, ePinDirection dir, ePinMode mode);
 
     /// Replaces the three settings; touches no hardware.
     void configure(unsigned int pin, ePinDirection dir, ePinMode mode);
 
-    /// Exports the line and sets its direction; -16 when it is exported already, and then the direction stays.
+    /// Exports the line and sets its direction. -16 when it is exported already, and then the direction stays: give it
+    /// back with gpio_unexport() first, or go on with gpio_set_dir().
     int connect();
 
     /// The logical value, 0 or 1, or a negated code.
     int read() const;
 
+    /// Sets the logical value of an output.
     int write(ePinValue value);
 
-    /// Writes the opposite of what it reads; 1 when the read fails.
+    /// Writes the opposite of what it reads; writes 1 when the read fails.
     int toggle();
 
 private:

@@ -32,18 +32,22 @@ KIV_API int pwm_export(unsigned char chip, unsigned char channel);
 /// Gives a channel back; -19 when it is not exported.
 KIV_API int pwm_unexport(unsigned char chip, unsigned char channel);
 
+/// How long the output is active in each period; -22 for longer than the period.
 KIV_API int pwm_set_duty_cycle(unsigned char chip, unsigned char channel, unsigned int ns);
 KIV_API int pwm_get_duty_cycle(unsigned char chip, unsigned char channel, unsigned int& ns);
 
+/// -22 for shorter than the duty cycle; -16 if the channel shares its clock with a running one that has another period.
 KIV_API int pwm_set_period(unsigned char chip, unsigned char channel, unsigned int ns);
 KIV_API int pwm_get_period(unsigned char chip, unsigned char channel, unsigned int& ns);
 
+/// Switches the output; -22 as long as it has no period.
 KIV_API int pwm_set_enabled(unsigned char chip, unsigned char channel, bool on);
 
 /// A failed read is not noticed: the channel counts as enabled then, and the result is 0.
 KIV_API int pwm_get_enabled(unsigned char chip, unsigned char channel, bool& on);
 
-/// -22, and nothing is written, for anything but the two polarities.
+/// -22, and nothing is written, for anything but the two polarities. Some drivers refuse while the output is on (-16),
+/// or always (-22).
 KIV_API int pwm_set_polarity(unsigned char chip, unsigned char channel, ePWMPolarity p);
 
 /// Normal only if the file holds "normal" and not one byte more; the kernel adds a line break, so from the kernel it

@@ -11,7 +11,8 @@
 namespace Kiv
 {
 
-/// Makes an exported line an output that has `value` from its first moment on: high for anything but 0. 0 or a code.
+/// Makes an exported line an output that has `value` from its first moment on: high for anything but 0. This is the
+/// line's level, also where a CLinuxIoPin takes it as active low. 0 or a code.
 KIV_API int gpio_set_output(unsigned int pin, ePinValue value);
 
 /// The number of the first line of the GPIO chip with this label, or a code: -19 if no chip has it.
@@ -32,7 +33,8 @@ class CGpioEdgePrivate;
 
 /// Waits for edges of an exported input; another thread can end the wait, which unexport does not.
 ///
-/// Edges between two waits are not lost, but several count as one. Set the edge before: gpio_set_edge().
+/// Edges since the construction or the last wait are not lost, but several count as one. Which ones count is set by
+/// gpio_set_edge(), before; without it none does.
 ///
 /// Threads: wait() belongs to one thread; interrupt() is safe from any thread and from signal handlers.
 class KIV_API CGpioEdge
@@ -47,7 +49,8 @@ public:
     int error() const;
 
     /// Waits at most `timeoutMs`, for ever if negative: 1 for an edge, 0 when the time ran out, -36 ("Operation
-    /// canceled") when interrupted, -19 when the line was unexported, another negated code for a failure.
+    /// canceled") when interrupted, -19 if the line was unexported before the call, another negated code for a
+    /// failure. Of an interruption and an edge at once the interruption comes first, and the edge with the next call.
     int wait(int timeoutMs);
 
     /// Ends the wait in progress, or else the next one.
