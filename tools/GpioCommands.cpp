@@ -1,0 +1,156 @@
+/// kiv gpio: single lines through sysfs.
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include <kiv/linux_gpio.h>
+#include <kiv/sysfs_tools.h>
+
+#include "Command.h"
+#include "GpioLine.h"
+#include "GpioWatch.h"
+#include "Json.h"
+#include "Sysfs.h"
+
+namespace Tool
+{
+
+namespace
+{
+
+struct GpioOptions
+{
+    std::vector<std::string> lines;
+    std::vector<std::string> settings;
+    bool release = false;
+    bool json = false;
+};
+
+// ---- get
+
+std::string levelJson(const CGpioLine& line)
+{
+    CJsonObject object;
+    object.addNumber("line", line.number()).addText("direction", line.direction());
+    return object.addNumber("value", line.value()).text();
+}
+
+void getLevels(const GpioOptions& options)
+{
+    std::vector<unsigned> numbers;
+    for (const std::string& name : options.lines)
+        numbers.push_back(gpioNumber(name));
+    std::vector<std::string> lines;
+    for (std::size_t i = 0; i < numbers.size(); ++i)
+    {
+        const CGpioLine line(numbers[i], options.lines[i]);
+        lines.push_back(options.json ? levelJson(line) : std::to_string(line.value()));
+    }
+    if (options.json)
+        return printLine(jsonLines(lines));
+    for (const std::string& line : lines)
+        printLine(line);
+}
+
+// ---- set
+
+struct GpioSetting
+{
+    unsigned number;
+    std::string name;
+    std::string state; ///< "0", "1" or "in"
+};
+
+GpioSetting parseSetting(const std::string& text)
+{
+    const std::size_t equals = text.rfind('=');
+    const std::string state = equals == std::string::npos ? "" : text.substr(equals + 1);
+    if (state != "0" && state != "1" && state != "in")
+        throw badInput("not LINE=0, LINE=1 or LINE=in: " + text);
+    const std::string name = text.substr(0, equals);
+    return {gpioNumber(name), name, state};
+}
+
+void setLevel(const GpioSetting& setting, bool release)
+{
+    CGpioLine line(setting.number, setting.name);
+    const auto set = [&] {
+        if (setting.state == "in")
+            return Kiv::gpio_set_dir(setting.number, Kiv::PinDirectionInput);
+        return Kiv::gpio_set_output(setting.number, setting.state == "1" ? Kiv::PinValueHigh : Kiv::PinValueLow);
+    };
+    require(line.name(), quietly(set));
+    line.setExportedAtEnd(!release);
+}
+
+void setLevels(const GpioOptions& options)
+{
+    std::vector<GpioSetting> settings;
+    for (const std::string& text : options.settings)
+        settings.push_back(parseSetting(text)); // all, before the first is set
+    for (const GpioSetting& setting : settings)
+        setLevel(setting, options.release);
+}
+
+// ---- registration
+
+constexpr const char* lineHelp = "A line's number, or the LABEL:OFFSET of a chip and the place on it";
+
+void addGet(CLI::App& gpio)
+{
+    const auto options = std::make_shared<GpioOptions>();
+    CLI::App* get = gpio.add_subcommand("get", "Print the levels of lines");
+    get->add_option("LINE", options->lines, lineHelp)->required();
+    addJson(*get, options->json);
+    get->footer("A line that is not exported is, while it is read; its direction stays.");
+    get->callback([options] { getLevels(*options); });
+}
+
+void addSet(CLI::App& gpio)
+{
+    const auto options = std::make_shared<GpioOptions>();
+    CLI::App* set = gpio.add_subcommand("set", "Make lines outputs with a level, or inputs");
+    set->add_option("SETTING", options->settings,
+                    "LINE=0 or LINE=1: an output of this level, without a glitch; LINE=in: an input")
+        ->required();
+    set->add_flag("--release", options->release, "Give the lines back afterwards");
+    set->footer("The lines stay exported, because some chips make an input of a line that is given\n"
+                "back. All arguments are looked at before the first line is touched.");
+    set->callback([options] { setLevels(*options); });
+}
+
+void addWatch(CLI::App& gpio)
+{
+    const auto options = std::make_shared<GpioWatchOptions>();
+    CLI::App* watch = gpio.add_subcommand("watch", "Print the edges of an input as they come");
+    watch->add_option("LINE", options->line, lineHelp)->required();
+    watch->add_option("--edge", options->edge, "both, rising or falling")
+        ->type_name("EDGE")
+        ->check(CLI::IsMember({"both", "rising", "falling"}).description(""));
+    watch->add_option("--count", options->count, "End after so many edges")
+        ->type_name("N")
+        ->check(CLI::Validator(CLI::PositiveNumber).description(""));
+    watch->add_option("--timeout", options->timeoutSeconds, "End with status 1 when no edge comes for so long")
+        ->type_name("SECONDS")
+        ->check(CLI::Validator(CLI::NonNegativeNumber).description(""));
+    addJson(*watch, options->json);
+    watch->footer("Begins with the level at first; several edges within a short time may come as one.\n"
+                  "At the end, also by Ctrl-C, the line is set back as it was.");
+    watch->callback([options] { watchGpio(*options); });
+}
+
+} // namespace
+
+void addGpioCommands(CLI::App& program)
+{
+    CLI::App* gpio = program.add_subcommand("gpio", "Read, set and watch GPIO lines");
+    gpio->require_subcommand(1);
+    addGet(*gpio);
+    addSet(*gpio);
+    addWatch(*gpio);
+}
+
+} // namespace Tool

@@ -1,0 +1,192 @@
+#include "GpioWatch.h"
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+
+#include <kiv/sysfs_tools.h>
+
+#include "Command.h"
+#include "GpioLine.h"
+#include "Json.h"
+
+namespace Tool
+{
+
+namespace
+{
+
+constexpr int canceled = -36; // CGpioEdge::wait() after interrupt()
+std::atomic<int> receivedSignal{0};
+std::atomic<Kiv::CGpioEdge*> waitingEdge{nullptr};
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<void*>::is_always_lock_free, "handlers use them");
+
+void onEndSignal(int signal)
+{
+    receivedSignal = signal;
+    if (Kiv::CGpioEdge* edge = waitingEdge)
+        edge->interrupt();
+}
+
+/// While this lives, signals that end the process are kept for later; those that are ignored stay so.
+class CEndSignals
+{
+public:
+    CEndSignals()
+    {
+        for (Handler& handler : handlers)
+        {
+            handler.before = std::signal(handler.signal, handler.during);
+            if (handler.before == SIG_IGN)
+                std::signal(handler.signal, SIG_IGN);
+        }
+    }
+    ~CEndSignals()
+    {
+        for (const Handler& handler : handlers)
+            std::signal(handler.signal, handler.before);
+    }
+    CEndSignals(const CEndSignals&) = delete;
+    CEndSignals& operator=(const CEndSignals&) = delete;
+
+private:
+    struct Handler
+    {
+        int signal;
+        void (*during)(int);
+        void (*before)(int);
+    };
+    // Without a reader of standard output, printing fails.
+    Handler handlers[4] = {{SIGINT, onEndSignal, SIG_DFL},
+                           {SIGTERM, onEndSignal, SIG_DFL},
+                           {SIGHUP, onEndSignal, SIG_DFL},
+                           {SIGPIPE, SIG_IGN, SIG_DFL}};
+};
+
+/// While this lives, those signals end the wait for an edge.
+class CInterruptible
+{
+public:
+    explicit CInterruptible(Kiv::CGpioEdge& edge) { waitingEdge = &edge; }
+    ~CInterruptible() { waitingEdge = nullptr; }
+    CInterruptible(const CInterruptible&) = delete;
+    CInterruptible& operator=(const CInterruptible&) = delete;
+};
+
+/// Sets a line's edge, and back at the end.
+class CEdgeSetting
+{
+public:
+    CEdgeSetting(const CGpioLine& watchedLine, const std::string& edge) : line(watchedLine), before(line.edge())
+    {
+        line.setEdge(edge);
+    }
+    ~CEdgeSetting()
+    {
+        try
+        {
+            line.setEdge(before);
+        }
+        catch (const CToolError&) // the line is gone: nothing is left to set
+        {}
+    }
+    CEdgeSetting(const CEdgeSetting&) = delete;
+    CEdgeSetting& operator=(const CEdgeSetting&) = delete;
+
+private:
+    const CGpioLine& line;
+    std::string before;
+};
+
+/// "2026-03-01 17:04:05.123456"
+std::string localTime(std::chrono::system_clock::time_point now)
+{
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+    const auto sinceEpoch = std::chrono::duration_cast<std::chrono::microseconds>(now.time_since_epoch());
+    std::tm fields = {};
+    localtime_r(&seconds, &fields);
+    char date[64];
+    std::strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S", &fields);
+    char text[96];
+    std::snprintf(text, sizeof text, "%s.%06d", date, static_cast<int>(sinceEpoch.count() % 1000000));
+    return text;
+}
+
+void printLevel(const CGpioLine& line, bool isEdge, bool json)
+{
+    const auto now = std::chrono::system_clock::now();
+    const int value = line.value();
+    if (json)
+    {
+        const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(now.time_since_epoch()).count();
+        CJsonObject object;
+        object.addNumber("line", line.number()).addNumber("time_us", micros).addNumber("value", value);
+        printLine(object.addBool("edge", isEdge).text());
+    }
+    else
+        printLine(localTime(now) + ' ' + std::to_string(value) + (isEdge ? "" : " at first"));
+    flushOutput();
+}
+
+int timeoutMs(double seconds)
+{
+    constexpr double mostSeconds = 2e6; // of an int of milliseconds
+    return seconds < 0 ? -1 : static_cast<int>(std::ceil(std::fmin(seconds, mostSeconds) * 1000));
+}
+
+/// False when no edge came in time.
+bool watch(const CGpioLine& line, Kiv::CGpioEdge& edge, const GpioWatchOptions& options)
+{
+    printLevel(line, false, options.json);
+    for (unsigned long long seen = 0; options.count == 0 || seen < options.count; ++seen)
+    {
+        const int result = receivedSignal != 0 ? canceled : edge.wait(timeoutMs(options.timeoutSeconds));
+        if (result == canceled)
+            return true;
+        if (result == 0)
+            return false;
+        if (result < 0)
+            throw failure(line.name(), result);
+        printLevel(line, true, options.json);
+    }
+    return true;
+}
+
+/// Sets the line up, watches, and sets it back.
+bool watchLine(const GpioWatchOptions& options)
+{
+    const unsigned number = gpioNumber(options.line);
+    const CEndSignals signals;
+    const CGpioLine line(number, options.line);
+    if (line.direction() != "in")
+        throw badInput(line.name() + " is an output: it has no edges");
+    const CEdgeSetting setting(line, options.edge);
+    Kiv::CGpioEdge edge(line.number());
+    require(line.name(), edge.error());
+    const CInterruptible interruptible(edge);
+    try
+    {
+        return watch(line, edge, options);
+    }
+    catch (const COutputGone&)
+    {
+        receivedSignal = SIGPIPE;
+        return true;
+    }
+}
+
+} // namespace
+
+void watchGpio(const GpioWatchOptions& options)
+{
+    const bool isInTime = watchLine(options);
+    if (const int signal = receivedSignal)
+        std::raise(signal);
+    if (!isInTime)
+        throw CToolError(ExitNo, "line " + options.line + ": no edge in time");
+}
+
+} // namespace Tool

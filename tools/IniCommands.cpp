@@ -1,0 +1,242 @@
+/// kiv ini: INI files as the library's programs read them.
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <sys/stat.h>
+
+#include <CLI/CLI.hpp>
+
+#include <kiv/IniFile.h>
+
+#include "Command.h"
+#include "FileReplacement.h"
+#include "IniCheck.h"
+#include "IniEdit.h"
+#include "IniLines.h"
+#include "Input.h"
+#include "Json.h"
+
+namespace Tool
+{
+
+namespace
+{
+
+struct IniOptions
+{
+    std::string file;
+    IniSetting setting;
+    bool create = false;
+    bool strict = false;
+    bool json = false;
+};
+
+/// A file that does not load is named with the line where loading ends.
+std::vector<IniLine> loadableLines(const std::string& path, const std::string& text)
+{
+    std::vector<IniLine> lines = iniLines(text);
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        if (lines[i].kind == IniLineBroken)
+            throw badInput(inputName(path) + ':' + std::to_string(i + 1) + ": a section without ]");
+    return lines;
+}
+
+// ---- get, list
+
+void getValue(const IniOptions& options)
+{
+    loadableLines(options.file, readInput(options.file));
+    Kiv::CIniFile ini(options.file);
+    require(options.file, ini.load());
+    const Kiv::CIniFileKey* key = ini.findKey(options.setting.section, options.setting.key);
+    if (key == nullptr)
+        throw CToolError(ExitNo, options.file + ": no key \"" + options.setting.key + "\" in section \"" +
+                                     options.setting.section + '"');
+    printLine(options.json ? jsonString(key->value()) : key->value());
+}
+
+struct ListedSection
+{
+    std::string name;
+    std::vector<std::string> keys;
+};
+
+std::string toJson(const ListedSection& section)
+{
+    return CJsonObject().addText("section", section.name).add("keys", jsonArray(section.keys)).text();
+}
+
+std::string keyText(const IniLine& line, bool json)
+{
+    if (!json)
+        return line.name + '=' + line.value;
+    return CJsonObject().addText("key", line.name).addText("value", line.value).text();
+}
+
+std::vector<ListedSection> sectionsOf(const IniOptions& options)
+{
+    std::vector<ListedSection> sections;
+    for (const IniLine& line : loadableLines(options.file, readInput(options.file)))
+    {
+        if (line.kind == IniLineSection)
+            sections.push_back({line.name, {}});
+        else if (line.kind == IniLineKey)
+            sections.back().keys.push_back(keyText(line, options.json));
+    }
+    return sections;
+}
+
+void listKeys(const IniOptions& options)
+{
+    std::vector<std::string> lines;
+    for (const ListedSection& section : sectionsOf(options))
+    {
+        if (options.json)
+        {
+            lines.push_back(toJson(section));
+            continue;
+        }
+        printLine('[' + section.name + ']');
+        for (const std::string& key : section.keys)
+            printLine(key);
+    }
+    if (options.json)
+        printLine(jsonLines(lines));
+}
+
+// ---- set
+
+std::string currentText(const IniOptions& options)
+{
+    struct stat status = {};
+    if (options.create && stat(options.file.c_str(), &status) != 0)
+        return "";
+    if (stat(options.file.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+        throw badInput(options.file + " is not a file");
+    return readInput(options.file);
+}
+
+/// The last word has the library: what it reads from the new file must be the setting.
+void requireReadBack(const std::string& path, const IniOptions& options)
+{
+    Kiv::CIniFile ini(path);
+    require(options.file, ini.load());
+    const Kiv::CIniFileKey* key = ini.findKey(options.setting.section, options.setting.key);
+    if (key == nullptr || key->value() != options.setting.value)
+        throw badInput(options.file + ": the value could not be read back as it is; nothing was changed");
+}
+
+void setValue(const IniOptions& options)
+{
+    requireWritable(options.setting);
+    const std::string before = currentText(options);
+    loadableLines(options.file, before);
+    const std::string after = withSetting(before, options.setting);
+    if (after == before)
+        return;
+    CFileReplacement replacement(options.file, after, options.create);
+    requireReadBack(replacement.path(), options);
+    replacement.commit();
+}
+
+// ---- check
+
+const char* kindName(eIniFault kind)
+{
+    constexpr const char* names[] = {"error", "warning", "note"};
+    return names[kind];
+}
+
+std::string faultJson(const IniOptions& options, const IniFault& fault)
+{
+    CJsonObject object;
+    object.addText("file", options.file).addNumber("line", static_cast<long long>(fault.line));
+    return object.addText("kind", kindName(fault.kind)).addText("reason", fault.reason).text();
+}
+
+void checkFile(const IniOptions& options)
+{
+    const std::vector<IniFault> faults = checkIni(readInput(options.file));
+    std::vector<std::string> lines;
+    bool isGood = true;
+    for (const IniFault& fault : faults)
+    {
+        isGood = isGood && fault.kind == IniFaultNote && !options.strict;
+        if (options.json)
+            lines.push_back(faultJson(options, fault));
+        else
+            printLine(inputName(options.file) + ':' + std::to_string(fault.line) + ": " + kindName(fault.kind) + ": " +
+                      fault.reason);
+    }
+    if (options.json)
+        printLine(jsonLines(lines));
+    if (!isGood)
+        throw CToolError(ExitNo, "");
+}
+
+// ---- registration
+
+using Options = std::shared_ptr<IniOptions>;
+
+CLI::App* addFileCommand(CLI::App& ini, const Options& options, const char* name, const char* summary)
+{
+    CLI::App* command = ini.add_subcommand(name, summary);
+    command->add_option("FILE", options->file, "The INI file")->required();
+    return command;
+}
+
+void addName(CLI::App& command, const Options& options)
+{
+    command.add_option("SECTION", options->setting.section, "The section's name, without brackets")->required();
+    command.add_option("KEY", options->setting.key, "The key's name")->required();
+}
+
+void addGet(CLI::App& ini, const Options& options)
+{
+    CLI::App* get = addFileCommand(ini, options, "get", "Print a value");
+    addName(*get, options);
+    addJson(*get, options->json);
+    get->callback([options] { getValue(*options); });
+}
+
+void addSet(CLI::App& ini, const Options& options)
+{
+    CLI::App* set = addFileCommand(ini, options, "set", "Change or add a value");
+    addName(*set, options);
+    set->add_option("VALUE", options->setting.value, "The new value; may be empty")->required();
+    set->add_flag("--create", options->create, "Make the file if it is not there");
+    set->footer("All else in the file stays as it is, byte by byte, also lines that programs do not\n"
+                "read. The file is replaced as a whole, after the new one has been read back; when\n"
+                "anything is wrong it is not touched. Put -- before a value that begins with -.");
+    set->callback([options] { setValue(*options); });
+}
+
+void addCheck(CLI::App& ini, const Options& options)
+{
+    CLI::App* check = addFileCommand(ini, options, "check", "Name lines that do not mean what they show");
+    check->add_flag("--strict", options->strict, "Notes count too for the exit status");
+    addJson(*check, options->json);
+    check->footer("Prints FILE:LINE: KIND: REASON. An error keeps the file from loading; a warning is a\n"
+                  "line that the loader drops or changes, or that no lookup reaches; a note is likely\n"
+                  "meant otherwise. The exit status is 1 after an error or a warning.");
+    check->callback([options] { checkFile(*options); });
+}
+
+} // namespace
+
+void addIniCommands(CLI::App& program)
+{
+    const auto options = std::make_shared<IniOptions>();
+    CLI::App* ini = program.add_subcommand("ini", "Read, edit and check INI files");
+    ini->require_subcommand(1);
+    addGet(*ini, options);
+    addSet(*ini, options);
+    CLI::App* list = addFileCommand(*ini, options, "list", "Print all sections and keys");
+    addJson(*list, options->json);
+    list->callback([options] { listKeys(*options); });
+    addCheck(*ini, options);
+}
+
+} // namespace Tool

@@ -1,0 +1,112 @@
+/// kiv: the library's services at the command line.
+
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "Command.h"
+#include "HelpFormatter.h"
+
+namespace
+{
+
+constexpr const char* description = "Looks error codes up, reads and edits INI files, and works GPIO lines, PWM\n"
+                                    "channels and ADC inputs of a controller board, by the rules of libkiv.";
+
+constexpr const char* footer = R"(Exit status:
+  0  it was done, or the answer is yes
+  1  the answer is no: the key is not there, the check found something,
+     the code is unknown, no edge came in time
+  2  a wrong call, or input that is not what it must be; nothing was touched
+  3  a file or a device failed
+With 2 and 3, one line on standard error says why.)";
+
+void addCommands(CLI::App& program)
+{
+    program.formatter(std::make_shared<Tool::CHelpFormatter>());
+    program.set_help_flag("-h,--help", "Print this help and end");
+    program.require_subcommand(1);
+    Tool::addErrorCommands(program);
+    Tool::addIniCommands(program);
+    Tool::addGpioCommands(program);
+    Tool::addPwmCommands(program);
+    Tool::addAdcCommand(program);
+    Tool::addCrcCommand(program);
+    Tool::addBase32Command(program);
+    Tool::addPathsCommand(program);
+    program.footer(footer); // only now: subcommands would take it over
+    program.set_help_all_flag("--help-all", "Print the help of all commands and end");
+    program.set_version_flag("--version", "kiv (libkiv) " KIV_VERSION, "Print the version and end");
+}
+
+int complain(const std::string& reason, int status)
+{
+    if (!reason.empty())
+        std::fprintf(stderr, "kiv: %s\n", reason.c_str());
+    return status;
+}
+
+/// The parser's reason on one line, and the command whose help tells more.
+std::string usageReason(const CLI::App& program, const CLI::ParseError& error)
+{
+    std::string path = "kiv";
+    const CLI::App* command = &program;
+    while (!command->get_subcommands().empty())
+    {
+        command = command->get_subcommands().front();
+        path += ' ' + command->get_name();
+    }
+    if (!command->get_subcommands({}).empty() && !command->remaining().empty())
+        return "no such command: " + command->remaining().front() + "; see " + path + " --help";
+    std::string reason = error.what();
+    for (char& character : reason)
+        character = character == '\n' ? ' ' : character;
+    return reason + "; see " + path + " --help";
+}
+
+int end(const CLI::App& program, const CLI::ParseError& error)
+{
+    if (error.get_exit_code() != 0)
+        return complain(usageReason(program, error), Tool::ExitUsage);
+    program.exit(error); // prints help or version
+    return std::cout.flush() ? Tool::ExitDone : complain("standard output cannot be written", Tool::ExitFailed);
+}
+
+int run(CLI::App& program, int argc, char** argv)
+{
+    try
+    {
+        addCommands(program);
+        program.parse(argc, argv);
+        Tool::flushOutput();
+        return Tool::ExitDone;
+    }
+    catch (const CLI::ParseError& error)
+    {
+        return end(program, error);
+    }
+    catch (const Tool::CToolError& error)
+    {
+        if (std::fflush(stdout) != 0 && error.status() == Tool::ExitNo)
+            return complain("standard output cannot be written", Tool::ExitFailed);
+        return complain(error.what(), error.status());
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try
+    {
+        CLI::App program(description, "kiv");
+        return run(program, argc, argv);
+    }
+    catch (const std::exception& error)
+    {
+        return complain(error.what(), Tool::ExitFailed);
+    }
+}
