@@ -141,6 +141,18 @@ std::string everyCommand(const CLI::App& command)
     return text;
 }
 
+/// The program's footer has lines of its own. In the manual page it is a section.
+std::string footer(const CLI::App& command, CLI::AppFormatMode mode)
+{
+    const std::string text = command.get_footer();
+    if (command.get_parent() != nullptr)
+        return wrapped(text, "");
+    const std::size_t colon = text.find(":\n");
+    if (mode != CLI::AppFormatMode::All || colon == std::string::npos)
+        return text + '\n';
+    return '*' + text.substr(0, colon) + '*' + text.substr(colon + 1) + '\n';
+}
+
 } // namespace
 
 std::string CHelpFormatter::make_help(const CLI::App* command, std::string, CLI::AppFormatMode mode) const
@@ -150,10 +162,7 @@ std::string CHelpFormatter::make_help(const CLI::App* command, std::string, CLI:
     text += titled("Options:", optionEntries(*command));
     text += mode == CLI::AppFormatMode::All ? titled("*Commands*", everyCommand(*command))
                                             : titled("Commands:", commandEntries(*command));
-    if (command->get_footer().empty())
-        return text;
-    const bool isProgram = command->get_parent() == nullptr; // its footer has lines of its own
-    return text + '\n' + (isProgram ? command->get_footer() + '\n' : wrapped(command->get_footer(), ""));
+    return text + spaced(footer(*command, mode));
 }
 
 } // namespace Tool
