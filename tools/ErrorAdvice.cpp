@@ -134,7 +134,7 @@ constexpr Advice advices[] = {
 // For the codes of a group without advice of their own. By the group's last code, ascending.
 constexpr Advice groupAdvices[] = {
     {0, ""},
-    {140, "A system call failed: the manual page of the errno value says when; strace -f shows the call."},
+    {140, "A system call or an application says so; strace -f shows the call, and its manual page when it fails like this."},
     {208, "Look at the log lines before it."},
     {365, "Check address, cable and interface (ip addr, ip link, ss)."},
     {0x20A, "Look at the log lines before it: they name the operation."},
@@ -149,10 +149,10 @@ constexpr Advice groupAdvices[] = {
 };
 // clang-format on
 
-template<std::size_t size>
-constexpr bool isAscending(const Advice (&rows)[size])
+template<std::size_t Size>
+constexpr bool isAscending(const Advice (&rows)[Size])
 {
-    for (std::size_t i = 1; i < size; ++i)
+    for (std::size_t i = 1; i < Size; ++i)
         if (rows[i].code <= rows[i - 1].code)
             return false;
     return true;
