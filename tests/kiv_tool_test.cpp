@@ -207,6 +207,28 @@ TEST(KivTool, CrcOfFilesStandardInputAndBytes)
     EXPECT_THAT(runTool({"crc", directory.path()}), Refuses(3, "Is a directory"));
 }
 
+TEST(KivTool, HoursOfARecordAndNeverOfLess)
+{
+    TemporaryDirectory directory;
+    const std::string path = directory.path() / "meter";
+    const std::uint32_t seconds = 3600 * 1234 + 61;
+    std::string record(reinterpret_cast<const char*>(&seconds), sizeof seconds);
+    write(path, "head" + record + "tail");
+    EXPECT_THAT(runTool({"hours", "show", "--offset", "4", path}), Prints("1234 h 01 min 01 s\n"));
+    EXPECT_THAT(runTool({"hours", "show", "--json", "--offset", "4", path}), Prints("{\"seconds\":4442461}\n"));
+    EXPECT_THAT(runTool({"hours", "reset", "--offset", "4", path}), Prints("before: 1234 h 01 min 01 s\n"));
+    EXPECT_THAT(runShell("cat " + path), Prints("head" + std::string(4, '\0') + "tail"));
+    for (const char* command : {"show", "reset"})
+    {
+        EXPECT_THAT(runTool({"hours", command, "--offset", "9", path}), Refuses(2, "ends before a record at offset 9"));
+        EXPECT_THAT(runTool({"hours", command, "--offset", "-1", path}), Refuses(2, "--offset"));
+        EXPECT_THAT(runTool({"hours", command, directory.path() / "none"}), Refuses(3, "No such entity"));
+        EXPECT_THAT(runTool({"hours", command, directory.path()}), Refuses(3, "I/O error"));
+    }
+    EXPECT_EQ(std::filesystem::file_size(path), 12U);
+    EXPECT_FALSE(std::filesystem::exists(directory.path() / "none"));
+}
+
 TEST(KivTool, Base32RoundTripAndItsFaults)
 {
     TemporaryDirectory directory;

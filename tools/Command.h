@@ -78,6 +78,7 @@ void addIniCommands(CLI::App& program);
 void addGpioCommands(CLI::App& program);
 void addPwmCommands(CLI::App& program);
 void addAdcCommand(CLI::App& program);
+void addHoursCommands(CLI::App& program);
 void addCrcCommand(CLI::App& program);
 void addBase32Command(CLI::App& program);
 void addPathsCommand(CLI::App& program);

@@ -4,11 +4,12 @@
 _kiv_words()
 {
     case $1 in
-        '') echo error errors ini gpio pwm adc crc base32 paths --help --help-all --version ;;
+        '') echo error errors ini gpio pwm adc hours crc base32 paths --help --help-all --version ;;
         ini) echo get set list check --help ;;
         gpio) echo get set watch --help ;;
         pwm) echo show set --help ;;
         adc) echo read --help ;;
+        hours) echo show reset --help ;;
         error) echo --json --help ;;
         errors) echo --group --markdown --json --help ;;
         'ini get' | 'ini list') echo --json --help ;;
@@ -20,6 +21,7 @@ _kiv_words()
         'pwm show') echo --json --help ;;
         'pwm set') echo --period --duty --polarity --on --off --help ;;
         'adc read') echo --json --help ;;
+        'hours show' | 'hours reset') echo --offset --json --help ;;
         crc) echo --hex --poly --json --help ;;
         base32) echo --decode --no-padding --help ;;
         paths) echo --expand --json --help ;;
@@ -34,7 +36,7 @@ _kiv_values()
             application ;;
         --edge) echo both rising falling ;;
         --polarity) echo normal inversed ;;
-        --count | --timeout | --period | --duty | --hex | --poly | --expand) echo - ;;
+        --count | --timeout | --period | --duty | --offset | --hex | --poly | --expand) echo - ;;
     esac
 }
 
@@ -54,7 +56,7 @@ _kiv()
     [[ $word == -* ]] || words=${words%%--*}
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
     case $command in
-        'ini '* | 'adc read' | crc | base32) compopt -o default 2> /dev/null ;; # files
+        'ini '* | 'adc read' | 'hours '* | crc | base32) compopt -o default 2> /dev/null ;; # files
     esac
 }
 

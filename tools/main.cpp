@@ -34,6 +34,7 @@ void addCommands(CLI::App& program)
     Tool::addGpioCommands(program);
     Tool::addPwmCommands(program);
     Tool::addAdcCommand(program);
+    Tool::addHoursCommands(program);
     Tool::addCrcCommand(program);
     Tool::addBase32Command(program);
     Tool::addPathsCommand(program);
