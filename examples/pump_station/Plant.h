@@ -40,6 +40,9 @@ public:
     /// After the last step: brings the controller to its end. False as for step().
     bool finish() { return control.post(EventRecordEnded); }
 
+    /// Between two steps. False if the controller does not answer in time.
+    bool isControllerTurning() { return control.isTurning(); }
+
     int now() const { return clock.now(); }
     int secondsElapsed() const;
     std::int64_t inflow() const;

@@ -85,6 +85,18 @@ bool CPumpController::post(eStationEvent event)
     settled.close();
     machine.postEvent(event);
     machine.postEvent(EventMark);
+    return waitUntilSettled();
+}
+
+bool CPumpController::isTurning()
+{
+    settled.close();
+    machine.postEvent(EventMark);
+    return waitUntilSettled();
+}
+
+bool CPumpController::waitUntilSettled()
+{
     for (int waited = 0; waited < slicesOfPatience; ++waited)
         if (settled.waitUntilOpen(slice))
             return true;

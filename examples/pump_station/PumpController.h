@@ -39,6 +39,9 @@ public:
     /// seconds.
     bool post(eStationEvent event);
 
+    /// Asks the machine, between two events: true when it has come to rest, false as for post().
+    bool isTurning();
+
     bool hasBegunFlushing() const { return flushBegun; }
     std::uint64_t eventsHandled() const { return posted - machine.droppedEvents(); }
     std::uint64_t eventsDropped() const { return machine.droppedEvents(); }
@@ -48,6 +51,7 @@ public:
     std::string supervisionState() const;
 
 private:
+    bool waitUntilSettled();
     void connectActions();
     void connectLamps();
 

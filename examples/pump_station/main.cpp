@@ -17,6 +17,7 @@
 #include "PumpHours.h"
 #include "Report.h"
 #include "Run.h"
+#include "Service.h"
 #include "Settings.h"
 #include "StopSignals.h"
 #include "TextFile.h"
@@ -80,11 +81,14 @@ int control(const Options& options)
     CPumpHours hours(settings.hoursPath);
     CPlant plant(settings, record, *wiring, hours);
     CRun run(plant, settings.alarmInterval, options.speed.value_or(settings.speed), options.quiet);
+    CService service(plant, run);
     plant.start();
     if (options.crash)
         failOnPurpose();
     run.start();
+    service.start();
     const int signal = waitForEnd(run, stopSignals);
+    service.stop();
     plant.stop();
 
     printTable(plant);

@@ -18,6 +18,7 @@
 #include <kiv/Mutex.h>
 #include <kiv/PimplOwner.h>
 #include <kiv/PollingTimer.h>
+#include <kiv/ServiceNotify.h>
 #include <kiv/State.h>
 #include <kiv/StateMachine.h>
 #include <kiv/Thread.h>
