@@ -78,6 +78,15 @@ void logAsConfigured(const Arguments& arguments)
         logSomething(arguments[i]);
 }
 
+void logAtEveryLevel(const Arguments& arguments)
+{
+    Kiv::Diag::init(arguments.at(2));
+    for (const log4cplus::LogLevel level :
+         {log4cplus::FATAL_LOG_LEVEL, log4cplus::ERROR_LOG_LEVEL, log4cplus::WARN_LOG_LEVEL, log4cplus::INFO_LOG_LEVEL,
+          log4cplus::DEBUG_LOG_LEVEL, log4cplus::TRACE_LOG_LEVEL})
+        Kiv::Diag::diagLogger().log(level, log4cplus::getLogLevelManager().toString(level));
+}
+
 /// An appender factory that throws what no std::exception is, as log4cplus lets pass to whoever configures it. Leaves
 /// an appender at the root logger, which would have none at that time.
 class CThrowingFactory : public log4cplus::spi::AppenderFactory
@@ -121,6 +130,7 @@ int main(int argc, char** argv)
         {"log-default", logByDefault},
         {"log-configured", logAsConfigured},
         {"log-failure", logAfterFailure},
+        {"log-levels", logAtEveryLevel},
     };
     const Arguments arguments(argv, argv + argc);
     commands.at(arguments.at(1))(arguments);
