@@ -142,7 +142,7 @@ TEST_F(SysfsTools, EdgesAreReportedOnce)
     }
 }
 
-TEST_F(SysfsTools, SignalsDoNotEndOrLengthenAWait)
+TEST_F(SysfsTools, SignalsDoNotEndAWait)
 {
     struct sigaction action = {};
     action.sa_handler = [](int) {};
@@ -156,9 +156,12 @@ TEST_F(SysfsTools, SignalsDoNotEndOrLengthenAWait)
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
     });
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(edge.wait(200), 0);
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(200));
+    for (int i = 0; i < 10; ++i)
+    {
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(edge.wait(20), 0);
+        EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(20));
+    }
     isDone = true;
     disturber.join();
 }
