@@ -1,4 +1,5 @@
 /// kiv crc: the library's checksums.
+#include <algorithm>
 #include <cstdio>
 #include <limits>
 #include <memory>
@@ -65,7 +66,7 @@ void printCrc(const CrcOptions& options)
     const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
     const unsigned crc =
         polynomial == 0 ? crc8Of(bytes) : Kiv::simpleCRC16(data, static_cast<int>(bytes.size()), polynomial);
-    const int digits = ((polynomial == 0 ? degreeOfCrc8 : degreeOf(polynomial)) + 3) / 4;
+    const int digits = std::clamp(((polynomial == 0 ? degreeOfCrc8 : degreeOf(polynomial)) + 3) / 4, 1, 8);
     char text[16];
     std::snprintf(text, sizeof text, "0x%0*X", digits, crc);
     if (!options.json)

@@ -27,9 +27,9 @@ class CFileStoragePrivate;
 /// opened again. The same happens after a read past the end of the file and after any access that fails. Callers rely
 /// on these results; ask isGood() where it matters.
 ///
-/// Data reaches the file with the next access or when the storage is closed; after flush() it is on the medium. What one
-/// write() gave is written in one piece, so a killed process leaves it old or new. A power cut does so only to records
-/// that lie within one sector of the medium: align offsets to the record's size.
+/// Data reaches the file with the next access or when the storage is closed; after flush() it is on the medium. What
+/// one write() gave is written in one piece, so a killed process leaves it old or new. A power cut does so only to
+/// records that lie within one sector of the medium: align offsets to the record's size.
 ///
 /// Threads: reentrant; all users of one storage belong to one thread at a time.
 /// Errors: results are 0 or a negated code, -2 as 0xFFFFFFFE.
