@@ -43,13 +43,11 @@ protected:
     /// The day takes a quarter of an hour, unless the station is told to stop.
     std::vector<std::string> command() const
     {
-        return {"sh",
-                "-c",
-                "sed 's|^Log=.*|Log='\"$1\"'|; s|${APP_PATH}|'\"$2\"'|; s|^AlarmInterval=.*|AlarmInterval=10|' "
-                "\"$2/pump_station.ini\" > \"$0\" && exec \"$2/pump_station\" --quiet --speed 100 --config \"$0\"",
-                directory.path() / "station.ini",
-                properties,
-                exampleFiles};
+        constexpr const char* script =
+            R"(sed "s|^Log=.*|Log=$1|; s|^Hours=.*|Hours=$0.hours|; s|^Inflow=.*|Inflow=$2/inflow.csv|
+                    s|^AlarmInterval=.*|AlarmInterval=10|" "$2/pump_station.ini" > "$0"
+               exec "$2/pump_station" --quiet --speed 100 --config "$0")";
+        return {"sh", "-c", script, directory.path() / "station.ini", properties, exampleFiles};
     }
 
     /// From now on whoever logs waits.
@@ -100,8 +98,6 @@ TEST_F(PumpStationService, MachineThatHangsIsNotAlive)
     while (told < 3000 && manager.next(1))
         ++told;
     EXPECT_LT(told, 3000);
-    child.kill(SIGABRT); // as the manager does now
-    EXPECT_EQ(child.wait(), 128 + SIGABRT);
 }
 
 TEST_F(PumpStationService, UnreachableManagerIsNamedAndTheStationWorks)
