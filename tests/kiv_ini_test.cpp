@@ -131,7 +131,10 @@ TEST_F(KivIni, CheckNamesEveryLineThatDoesNotMeanWhatItShows)
         int status;
     };
     const Case cases[] = {
-        {"; c\n[A]\nk = 1\nurl=http://x/#top\nt=07:30PM\nd=03-15-2024\nh=0xFF\nz=0\nf=-0.5\n\n \n[B]\nk=1\n", "", 0},
+        {"; c\n[A]\nk = "
+         "1\nurl=http://x/#top\nt=07:30PM\nd=03-15-2024\nh=0xFF\nz=0\ns=07\nf=-0.5\nv=1.2.3\na=10:20:30:40\n\n "
+         "\n[B]\nk=1\n",
+         "", 0},
         {"k=1\n[A]\n", "1: warning: ignored: the key stands before", 1},
         {"[A]\nkey: 1\n", "2: warning: ignored: there is no =, and a :", 1},
         {"[A]\nkey\n", "2: warning: ignored: there is no =", 1},
@@ -155,6 +158,9 @@ TEST_F(KivIni, CheckNamesEveryLineThatDoesNotMeanWhatItShows)
         {"[A]\nk=2024-03-15\n", "2: note: read as a date it is the default", 0},
         {"[A]\nk=15-03-2024\n", "2: note: read as a date the month is above 12", 0},
         {"[A]\nk=19:30\n", "2: note: read as a time it is the default", 0},
+        {"[A]\nk=7:30 PM\n", "2: note: read as a time it is the default", 0},
+        {"[A]\nk=07:30:00AM\n", "2: note: read as a time it is the default", 0},
+        {"[A]\nk=15.3.2024\n", "2: note: read as a date it is the default", 0},
         {"[A]\nk=12:00PM\n", "2: note: read as a time the hour is 12 for AM and 24 for PM", 0},
         {"[A]\nk='x'\n", "2: note: the quotation marks", 0},
         {"[A]\nk=5 ; five\n", "2: note: a comment needs a line of its own", 0},

@@ -1,7 +1,6 @@
 // kiv as a program: what it prints, its exit statuses, and what it leaves of files. The hardware commands have a test
 // of their own.
 #include <fstream>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -43,14 +42,15 @@ Words helpEntries(const std::string& help, const std::string& title)
 {
     Words words;
     bool isInside = false;
-    const std::regex entry("  (?:-., )?([^ ,]+).*");
-    std::smatch match;
     for (const std::string& line : linesOf(help))
     {
         if (line.empty() || line[0] != ' ')
             isInside = line == title;
-        else if (isInside && std::regex_match(line, match, entry))
-            words.insert(match[1]);
+        else if (isInside && line[2] != ' ') // a further line of an entry begins further right
+        {
+            const std::size_t letter = line.compare(4, 2, ", ") == 0 ? 6 : 2;
+            words.insert(line.substr(letter, line.find(' ', letter) - letter));
+        }
     }
     return words;
 }

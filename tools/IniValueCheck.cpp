@@ -1,6 +1,8 @@
 #include "IniValueCheck.h"
 
-#include <regex>
+#include <algorithm>
+#include <cctype>
+#include <string_view>
 
 namespace Tool
 {
@@ -8,50 +10,115 @@ namespace Tool
 namespace
 {
 
-struct Trap
-{
-    std::regex pattern; ///< of the whole value
-    const char* reason;
-};
+using Fields = std::vector<std::string_view>;
 
-/// Longer values are texts, not numbers; and the expressions need not see them.
-constexpr std::size_t longestNumber = 64;
-
-const std::vector<Trap>& traps()
+bool isAllOf(std::string_view text, std::string_view characters)
 {
-    constexpr auto anyCase = std::regex::ECMAScript | std::regex::icase;
-    static const std::vector<Trap> list = {
-        {std::regex("0+[1-7][0-7]+"), "read as an integer it is octal, because of the 0 in front"},
-        {std::regex("0[0-9]*[89][0-9]*"),
-         "read as an integer it is octal, because of the 0 in front, up to the 8 or 9"},
-        {std::regex("0X[0-9A-Fa-f]+"), "read as an integer it is 0: hexadecimal numbers begin with a lower-case 0x"},
-        {std::regex("[+-]0x[0-9a-f]+", anyCase), "read as an integer it is 0: after a sign numbers are decimal"},
-        {std::regex("true|false|yes|no|on|off", anyCase), "read as a truth value it is the default: write 1 or 0"},
-        {std::regex("[+-]?[0-9]+,[0-9]+"), "read as a number it ends at the comma: the decimal sign is a point"},
-        {std::regex("[0-9]{4}-[0-9]{1,2}-[0-9]{1,2}|[0-9]{1,2}[./][0-9]{1,2}[./][0-9]{4}"),
-         "read as a date it is the default: dates are month-day-year, 03-15-2024"},
-        {std::regex("(1[3-9]|[2-9][0-9])-[0-9]{1,2}-[0-9]{4}"),
-         "read as a date the month is above 12: dates are month-day-year, 03-15-2024"},
-        {std::regex("[0-9]{1,2}:[0-9]{2}(:[0-9]{2})?( +[AaPp][Mm]|[ap][Mm])?"),
-         "read as a time it is the default: times are 07:30AM and 07:30PM"},
-        {std::regex("12:[0-9]{2}[AP]M"),
-         "read as a time the hour is 12 for AM and 24 for PM: midnight is 00:00AM, noon 00:00PM"},
-    };
-    return list;
+    return !text.empty() && text.find_first_not_of(characters) == std::string_view::npos;
 }
 
-bool isQuoted(const std::string& value)
+bool isDigits(std::string_view text) { return isAllOf(text, "0123456789"); }
+
+bool isHexDigits(std::string_view text) { return isAllOf(text, "0123456789abcdefABCDEF"); }
+
+/// The runs of digits between separators; none when there is anything else.
+Fields digitFields(std::string_view text, std::string_view separators)
 {
-    return value.size() >= 2 && value.front() == value.back() && (value.front() == '"' || value.front() == '\'');
+    Fields fields;
+    for (bool isLast = false; !isLast;)
+    {
+        const std::size_t end = text.find_first_of(separators);
+        isLast = end == std::string_view::npos;
+        fields.push_back(text.substr(0, end));
+        if (!isDigits(fields.back()))
+            return {};
+        text.remove_prefix(isLast ? text.size() : end + 1);
+    }
+    return fields;
 }
 
-/// A ';' or '#' at the beginning of a word, as people end a line with a comment.
-bool looksCommented(const std::string& value)
+std::string lowerCase(std::string text)
 {
-    for (std::size_t i = value.find_first_of(";#"); i != std::string::npos; i = value.find_first_of(";#", i + 1))
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
+// Each of these returns its reason, or null.
+
+const char* checkInteger(std::string_view value)
+{
+    const bool hasSign = !value.empty() && (value[0] == '+' || value[0] == '-');
+    const std::string_view prefix = value.substr(hasSign ? 1 : 0, 2);
+    if (hasSign && (prefix == "0x" || prefix == "0X") && isHexDigits(value.substr(3)))
+        return "read as an integer it is 0: after a sign numbers are decimal";
+    if (prefix == "0X" && isHexDigits(value.substr(2)))
+        return "read as an integer it is 0: hexadecimal numbers begin with a lower-case 0x";
+    if (!isDigits(value) || value[0] != '0' || value.size() == 1)
+        return nullptr;
+    if (value.find_first_of("89") != std::string_view::npos)
+        return "read as an integer it is octal, because of the 0 in front, up to the 8 or 9";
+    const std::size_t significant = value.find_first_not_of('0');
+    if (significant == std::string_view::npos || significant + 1 == value.size())
+        return nullptr; // 07 is 7 in either way
+    return "read as an integer it is octal, because of the 0 in front";
+}
+
+const char* checkFloat(std::string_view value)
+{
+    if (!value.empty() && (value[0] == '+' || value[0] == '-'))
+        value.remove_prefix(1);
+    if (digitFields(value, ",").size() == 2)
+        return "read as a number it ends at the comma: the decimal sign is a point";
+    return nullptr;
+}
+
+const char* checkBool(std::string_view value)
+{
+    for (const char* word : {"true", "false", "yes", "no", "on", "off"})
+        if (lowerCase(std::string(value)) == word)
+            return "read as a truth value it is the default: write 1 or 0";
+    return nullptr;
+}
+
+const char* checkDate(std::string_view value)
+{
+    const Fields fields = digitFields(value, "-./");
+    if (fields.size() != 3 || fields[1].size() > 2 || (fields[0].size() != 4) == (fields[2].size() != 4))
+        return nullptr;
+    if (fields[0].size() == 4 || value.find('-') == std::string_view::npos)
+        return "read as a date it is the default: dates are month-day-year, 03-15-2024";
+    if (fields[0].size() == 2 && fields[0] > "12")
+        return "read as a date the month is above 12: dates are month-day-year, 03-15-2024";
+    return nullptr;
+}
+
+const char* checkTime(std::string_view value)
+{
+    const std::size_t end = std::min(value.find_first_not_of("0123456789:"), value.size());
+    const Fields fields = digitFields(value.substr(0, end), ":");
+    std::string half(value.substr(end));
+    half.erase(0, half.find_first_not_of(' '));
+    const bool isClock = (fields.size() == 2 || fields.size() == 3) && fields[0].size() <= 2 && fields[1].size() == 2;
+    if (!isClock || (!half.empty() && lowerCase(half) != "am" && lowerCase(half) != "pm"))
+        return nullptr;
+    const bool isRead = fields.size() == 2 && end < value.size() && (value[end] == 'A' || value[end] == 'P');
+    if (!isRead)
+        return "read as a time it is the default: times are 07:30AM and 07:30PM";
+    if (fields[0] == "12")
+        return "read as a time the hour is 12 for AM and 24 for PM: midnight is 00:00AM, noon 00:00PM";
+    return nullptr;
+}
+
+/// Quotation marks, or a ';' or '#' at the beginning of a word, as people end a line with a comment.
+const char* checkText(std::string_view value)
+{
+    if (value.size() >= 2 && value.front() == value.back() && (value.front() == '"' || value.front() == '\''))
+        return "the quotation marks belong to the value";
+    for (std::size_t i = value.find_first_of(";#"); i != std::string_view::npos; i = value.find_first_of(";#", i + 1))
         if (i == 0 || value[i - 1] == ' ' || value[i - 1] == '\t')
-            return true;
-    return false;
+            return "a comment needs a line of its own: this one belongs to the value";
+    return nullptr;
 }
 
 } // namespace
@@ -59,14 +126,9 @@ bool looksCommented(const std::string& value)
 std::vector<std::string> checkIniValue(const std::string& value)
 {
     std::vector<std::string> reasons;
-    if (value.size() <= longestNumber)
-        for (const Trap& trap : traps())
-            if (std::regex_match(value, trap.pattern))
-                reasons.emplace_back(trap.reason);
-    if (isQuoted(value))
-        reasons.emplace_back("the quotation marks belong to the value");
-    else if (looksCommented(value))
-        reasons.emplace_back("a comment needs a line of its own: this one belongs to the value");
+    for (const auto check : {checkInteger, checkFloat, checkBool, checkDate, checkTime, checkText})
+        if (const char* reason = check(value))
+            reasons.emplace_back(reason);
     return reasons;
 }
 
