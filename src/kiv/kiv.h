@@ -35,6 +35,7 @@
 #include <kiv/sigslot.h>
 #include <kiv/string_utility.h>
 #include <kiv/sysfs_tools.h>
+#include <kiv/tinyutf8.h>
 #include <kiv/util.h>
 #include <kiv/whereami.h>
 #include <kiv/whereami_cpp.h>

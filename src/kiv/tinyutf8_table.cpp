@@ -1,0 +1,144 @@
+#include <kiv/tinyutf8_table.h>
+
+#include <algorithm>
+
+#include <kiv/tinyutf8_scan.h>
+
+namespace tiny_utf8_detail
+{
+
+template<class F>
+auto CLookupTable::withEntryType(F f) const noexcept
+{
+    if (shift == 0)
+        return f(std::uint8_t());
+    if (shift == 1)
+        return f(std::uint16_t());
+    if (shift == 2)
+        return f(std::uint32_t());
+    return f(std::uint64_t());
+}
+
+template<class Entry>
+std::size_t CLookupTable::position(std::size_t i) const noexcept
+{
+    return load<Entry>(header - (i + 1) * sizeof(Entry));
+}
+
+template<class Entry>
+void CLookupTable::setPosition(std::size_t i, std::size_t byteIndex) noexcept
+{
+    store(header - (i + 1) * sizeof(Entry), static_cast<Entry>(byteIndex));
+}
+
+std::size_t CLookupTable::capacityFor(std::size_t size, std::size_t entries, std::size_t atLeast) noexcept
+{
+    for (std::size_t width = 1;; width *= 2)
+    {
+        const std::size_t capacity = std::max((size + entries * width + 8) & ~std::size_t{7}, atLeast);
+        if (entryWidth(capacity) <= width)
+            return capacity;
+    }
+}
+
+std::size_t CLookupTable::lowerBound(std::size_t byteIndex) const noexcept
+{
+    return withEntryType([this, byteIndex](auto entry) {
+        std::size_t first = 0;
+        for (std::size_t left = count(); left > 0;)
+        {
+            const std::size_t half = left / 2;
+            const bool isBelow = position<decltype(entry)>(first + half) < byteIndex;
+            first = isBelow ? first + half + 1 : first;
+            left = isBelow ? left - half - 1 : half;
+        }
+        return first;
+    });
+}
+
+std::size_t CLookupTable::extraBytes(std::size_t first, std::size_t last) const noexcept
+{
+    return withEntryType([this, first, last](auto entry) {
+        std::size_t extra = 0;
+        for (std::size_t i = first; i < last; ++i)
+            extra += leadingOnes(data[position<decltype(entry)>(i)]) - 1;
+        return extra;
+    });
+}
+
+std::size_t CLookupTable::walk(std::size_t byteIndex, std::size_t steps) const noexcept
+{
+    const std::size_t first = lowerBound(byteIndex);
+    return withEntryType([this, first, end = byteIndex + steps](auto entry) {
+        std::size_t result = end;
+        for (std::size_t i = first, entries = count(); i < entries; ++i)
+        {
+            const std::size_t multiByte = position<decltype(entry)>(i);
+            if (multiByte >= result)
+                break;
+            result += leadingOnes(data[multiByte]) - 1;
+        }
+        return result;
+    });
+}
+
+std::size_t CLookupTable::extraBytesBetween(std::size_t begin, std::size_t end) const noexcept
+{
+    return extraBytes(lowerBound(begin), lowerBound(end));
+}
+
+void CLookupTable::replace(std::size_t first, std::size_t removed, std::size_t added, std::size_t distance) noexcept
+{
+    const std::size_t entries = count();
+    withEntryType([this, first, removed, added, distance, entries](auto entry) {
+        using Entry = decltype(entry);
+        const std::size_t from = first + removed;
+        const std::size_t to = first + added;
+        const std::size_t behind = entries - from;
+        if (to > from)
+            for (std::size_t i = behind; i-- > 0;)
+                setPosition<Entry>(to + i, position<Entry>(from + i) + distance);
+        else if (to != from || distance != 0)
+            for (std::size_t i = 0; i < behind; ++i)
+                setPosition<Entry>(to + i, position<Entry>(from + i) + distance);
+    });
+}
+
+void CLookupTable::record(std::size_t i, std::size_t byteIndex) noexcept
+{
+    withEntryType([this, i, byteIndex](auto entry) { setPosition<decltype(entry)>(i, byteIndex); });
+}
+
+Tally CLookupTable::record(std::size_t first, std::size_t begin, std::size_t end, std::size_t size) noexcept
+{
+    return withEntryType([this, first, begin, end, size](auto entry) {
+        Tally content;
+        forEachMultiByte(data, begin, end, size, [this, first, &content](std::size_t multiByte, std::size_t length) {
+            setPosition<decltype(entry)>(first + content.multiBytes++, multiByte);
+            content.extraBytes += length - 1;
+        });
+        return content;
+    });
+}
+
+void CLookupTable::copyAll(const CLookupTable& other) noexcept
+{
+    store(header, load<std::uint64_t>(other.header));
+    if (shift == other.shift)
+        std::memcpy(header - bytes(), other.header - bytes(), bytes());
+    else
+        copy(0, other, 0);
+}
+
+void CLookupTable::copy(std::size_t first, const CLookupTable& other, std::size_t distance) noexcept
+{
+    withEntryType([this, first, &other, distance](auto entry) {
+        using Entry = decltype(entry);
+        other.withEntryType([this, first, &other, distance](auto otherEntry) {
+            for (std::size_t i = 0, entries = other.count(); i < entries; ++i)
+                this->setPosition<Entry>(first + i, other.position<decltype(otherEntry)>(i) + distance);
+        });
+    });
+}
+
+} // namespace tiny_utf8_detail
