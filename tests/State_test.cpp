@@ -288,3 +288,13 @@ TEST(HistoryState, RefusesADefaultFromElsewhereWithALogLine)
     tree.machine.start();
     EXPECT_TRUE(tree.a2->isActive());
 }
+
+TEST(State, PathNamesTheWayFromTheMachineDown)
+{
+    CTwoGroups tree;
+    EXPECT_EQ(tree.a2->path(), "A.A2");
+    EXPECT_EQ((new CState("", tree.a2))->path(), "A.A2.(unnamed)");
+    EXPECT_EQ(tree.machine.path(), "Statemachine");
+    CState loose("loose");
+    EXPECT_EQ((new CState("inner", &loose))->path(), "loose.inner");
+}

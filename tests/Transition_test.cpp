@@ -147,6 +147,8 @@ TEST_F(Transition, OnCompletionFiresOnlyWhenTheQueueIsProcessed)
 {
     CTransition* onward = a->addFinishedTransitionTo(b);
     EXPECT_EQ(onward->name(), "AFinished");
+    EXPECT_TRUE(onward->isFinishedTransition());
+    EXPECT_FALSE(a->addTransitionTo(b, "plain")->isFinishedTransition());
     a1->addTransitionTo(new CFinalState("End", a))->trigger();
     EXPECT_TRUE(a->isFinished() && a->isActive());
     EXPECT_EQ(machine.pendingEvents(), 1U);

@@ -297,6 +297,7 @@ TEST_F(PumpStation, BadOptionIsRefusedWithAHint)
         {"--speed=fast"},
         {"--speed", "1000001"},
         {"--speed", "1e3"},
+        {"--diagram", "svg"},
     };
     for (const auto& row : rows)
     {
@@ -307,6 +308,23 @@ TEST_F(PumpStation, BadOptionIsRefusedWithAHint)
     const Outcome help = runProgram({"--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_THAT(help.out, HasSubstr("130 after Ctrl-C"));
+}
+
+TEST_F(PumpStation, DiagramIsPrintedInsteadOfARun)
+{
+    const struct
+    {
+        const char* format;
+        const char* begin;
+    } rows[] = {{"mermaid", "stateDiagram-v2\n"}, {"dot", "digraph"}, {"plantuml", "@startuml\n"}};
+    for (const auto& row : rows)
+    {
+        const Outcome printed = runProgram({"--diagram", row.format, "--config", path("missing")});
+        EXPECT_EQ(printed.status, 0);
+        EXPECT_THAT(printed.out, StartsWith(row.begin));
+        EXPECT_THAT(printed.out, HasSubstr("FirstPumpTest"));
+        EXPECT_EQ(printed.err, "");
+    }
 }
 
 TEST_F(PumpStation, OutputThatCannotBeWrittenFailsTheRun)

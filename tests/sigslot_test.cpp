@@ -193,6 +193,18 @@ TEST(Sigslot, EitherSideMayGoFirst)
     EXPECT_EQ(emitted(second), "");
 }
 
+TEST(Sigslot, SaysWhomItWouldCall)
+{
+    Signal signal;
+    CProbe connected;
+    CProbe other;
+    signal.connect(&connected, &CProbe::onSignal);
+    EXPECT_TRUE(signal.is_connected(&connected));
+    EXPECT_FALSE(signal.is_connected(&other) || signal.is_connected(nullptr));
+    signal.disconnect(&connected);
+    EXPECT_FALSE(signal.is_connected(&connected));
+}
+
 TEST(Sigslot, CopyOfAReceiverIsConnectedWhereverItsSourceWas)
 {
     Signal first;

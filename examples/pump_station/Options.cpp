@@ -14,10 +14,15 @@ namespace
 {
 
 constexpr option longOptions[] = {
-    {"speed", required_argument, nullptr, 's'},  {"config", required_argument, nullptr, 'c'},
-    {"inflow", required_argument, nullptr, 'i'}, {"quiet", no_argument, nullptr, 'q'},
-    {"board", no_argument, nullptr, 'b'},        {"crash", no_argument, nullptr, 'x'},
-    {"help", no_argument, nullptr, 'h'},         {nullptr, 0, nullptr, 0},
+    {"speed", required_argument, nullptr, 's'},
+    {"config", required_argument, nullptr, 'c'},
+    {"inflow", required_argument, nullptr, 'i'},
+    {"quiet", no_argument, nullptr, 'q'},
+    {"board", no_argument, nullptr, 'b'},
+    {"crash", no_argument, nullptr, 'x'},
+    {"diagram", required_argument, nullptr, 'd'},
+    {"help", no_argument, nullptr, 'h'},
+    {nullptr, 0, nullptr, 0},
 };
 
 int toSpeed(const std::string& text)
@@ -29,10 +34,22 @@ int toSpeed(const std::string& text)
     return static_cast<int>(*speed);
 }
 
+Kiv::eDiagramFormat toDiagramFormat(const std::string& text)
+{
+    if (text == "mermaid")
+        return Kiv::DiagramMermaid;
+    if (text == "dot")
+        return Kiv::DiagramDot;
+    if (text == "plantuml")
+        return Kiv::DiagramPlantUml;
+    throw CUsageError("--diagram takes mermaid, dot or plantuml, not '" + text + "'");
+}
+
 } // namespace
 
 const char* const helpText =
-    R"(Usage: pump_station [--speed N] [--config FILE] [--inflow FILE] [--board] [--quiet] [--crash] [--help]
+    R"(Usage: pump_station [--speed N] [--config FILE] [--inflow FILE] [--board] [--quiet]
+                    [--diagram FORMAT] [--crash] [--help]
 
 Runs a sewage pumping station through a recorded inflow. It prints a line for each simulated minute (time, inflow, level,
 the pumps that run, the active states) and at the end a table. The table depends on config and recording only;
@@ -44,6 +61,8 @@ below it stand the operating hours of all runs: the pumps' in the model's time, 
   --board         wire controller and plant through the simulated board: kiv-board run --config FILE -- pump_station
                   --board, with the board.ini beside the program; without it they are wired inside the program
   --quiet         print the table only
+  --diagram FORMAT
+                  print the state machine as a diagram and end; the format is mermaid, dot or plantuml
   --crash         fail on purpose, to show the report of a fatal signal
   --help          print this text and end
 
@@ -77,6 +96,9 @@ Options::Options(int argc, char** argv) : configPath(Kiv::getApplicationDirPath(
             break;
         case 'q':
             quiet = true;
+            break;
+        case 'd':
+            diagram = toDiagramFormat(optarg);
             break;
         case 'h':
             help = true;

@@ -19,6 +19,7 @@
 #include "Run.h"
 #include "Service.h"
 #include "Settings.h"
+#include "StationMachine.h"
 #include "StopSignals.h"
 #include "TextFile.h"
 #include "Wiring.h"
@@ -114,9 +115,12 @@ int control(const Options& options)
 int runProgram(int argc, char** argv)
 {
     const Options options(argc, argv);
-    if (!options.help)
+    if (options.help)
+        std::fputs(helpText, stdout);
+    else if (options.diagram)
+        std::fputs(Kiv::stateMachineDiagram(CStationMachine(), *options.diagram).c_str(), stdout);
+    else
         return control(options);
-    std::fputs(helpText, stdout);
     return 0;
 }
 

@@ -48,6 +48,12 @@ CAbstractState* CAbstractState::parentAtLevel(int n) const
     return const_cast<CAbstractState*>(state);
 }
 
+std::string CAbstractState::path() const
+{
+    const std::string own = stateName.empty() ? "(unnamed)" : stateName;
+    return parentGroup && !parentGroup->isMachine ? parentGroup->path() + "." + own : own;
+}
+
 CAbstractState* CAbstractState::commonParentState(CAbstractState* other) const
 {
     if (!other)
@@ -101,7 +107,7 @@ CState::~CState()
         delete child;
     for (CTransition* transition : outgoing)
         delete transition;
-    for (CAbstractState* history : historyStates)
+    for (CAbstractState* history : histories)
         delete history;
 }
 
@@ -110,7 +116,7 @@ void CState::addState(CAbstractState* child)
     if (!child)
         return;
     // The child may still be under construction: it is known here as a CAbstractState only.
-    auto& list = child->kind == StateTypeHistory ? historyStates : childStates;
+    auto& list = child->kind == StateTypeHistory ? histories : childStates;
     child->parentGroup = this;
     if (std::find(list.begin(), list.end(), child) == list.end())
         list.push_back(child);
@@ -134,7 +140,7 @@ CHistoryState* CState::addHistoryState()
 
 CHistoryState* CState::historyState() const
 {
-    return historyStates.empty() ? nullptr : static_cast<CHistoryState*>(historyStates.back());
+    return histories.empty() ? nullptr : static_cast<CHistoryState*>(histories.back());
 }
 
 bool CState::isFinished() const
@@ -236,8 +242,8 @@ void CState::leaveActiveChild()
 void CState::rememberActiveChild()
 {
     CAbstractState* const child = currentChild();
-    if (child && child->stateType() != StateTypeHistory && !historyStates.empty())
-        historyState()->rememberedState = child;
+    if (child && child->stateType() != StateTypeHistory && !histories.empty())
+        historyState()->rememberedChild = child;
 }
 
 void CState::onProcessing()
@@ -274,7 +280,7 @@ void CHistoryState::setDefaultState(CAbstractState* state)
 {
     if (!state || (state != this && state->parentState() == parentState()))
     {
-        defaultState = state;
+        defaultChild = state;
         return;
     }
     CStateMachine* const owner = machine();
@@ -288,15 +294,15 @@ void CHistoryState::setDefaultState(CAbstractState* state)
 void CHistoryState::onEntry()
 {
     logHook("onEntry");
-    if (!rememberedState)
-        rememberedState = defaultState;
+    if (!rememberedChild)
+        rememberedChild = defaultChild;
     CState* const group = parentState();
-    if (!rememberedState || !group)
+    if (!rememberedChild || !group)
         return;
     // The machine itself is never entered, so for its own history it counts as active.
     if (group->isActive() || group->isMachine)
-        return rememberedState->enter();
-    group->setActiveChild(rememberedState);
+        return rememberedChild->enter();
+    group->setActiveChild(rememberedChild);
     group->enter();
 }
 

@@ -68,6 +68,10 @@ public:
 
     /// True from its entry to its exit; from any thread.
     bool isActive() const { return active.load(std::memory_order_acquire); }
+    /// The names from below the machine down to the state, joined by dots: "Station.Control.SelfTest". The machine's
+    /// own name for the machine; a state without a name appears as "(unnamed)".
+    std::string path() const;
+
     /// As given to the constructor, like parent and type.
     const std::string& name() const { return stateName; }
     CState* parentState() const { return parentGroup; }
@@ -181,6 +185,9 @@ public:
     /// The group's history state, null without; the last one if several were added.
     CHistoryState* historyState() const;
 
+    /// All history states that were added; those before the last one never come to remember anything.
+    const std::vector<CAbstractState*>& historyStates() const { return histories; }
+
     /// In exclusive mode the active child, null while none is; may be read from any thread.
     CAbstractState* currentChild() const { return activeChild.load(std::memory_order_relaxed); }
 
@@ -229,7 +236,7 @@ private:
     CAbstractState* finalState = nullptr;
     eChildMode mode = ChildModeExclusive;
     std::vector<CAbstractState*> childStates;
-    std::vector<CAbstractState*> historyStates;
+    std::vector<CAbstractState*> histories;
     std::vector<CTransition*> outgoing;
 };
 
@@ -262,6 +269,9 @@ public:
     /// itself, changes nothing and leaves a line in the machine's log.
     void setDefaultState(CAbstractState* state);
 
+    /// As set last; null for none.
+    CAbstractState* defaultState() const { return defaultChild; }
+
     void onEntry() override;
     void onExit() override;
     void onProcessing() override;
@@ -269,8 +279,8 @@ public:
 private:
     friend class CState;
 
-    CAbstractState* defaultState = nullptr;
-    CAbstractState* rememberedState = nullptr;
+    CAbstractState* defaultChild = nullptr;
+    CAbstractState* rememberedChild = nullptr;
 };
 
 } // namespace Kiv

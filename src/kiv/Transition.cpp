@@ -12,6 +12,8 @@ CTransition::~CTransition() = default;
 
 CStateMachine* CTransition::machine() const { return sourceState ? sourceState->machine() : nullptr; }
 
+bool CTransition::isFinishedTransition() const { return sourceState && sourceState->sigFinished.is_connected(this); }
+
 void CTransition::trigger(eTriggerMode mode)
 {
     if (mode == TriggerQueued)

@@ -60,6 +60,9 @@ public:
     /// The source's machine; null without source or as long as the source belongs to none.
     CStateMachine* machine() const;
 
+    /// True when the source's sigFinished triggers the transition, as addFinishedTransitionTo() arranges it.
+    bool isFinishedTransition() const;
+
     /// Fires at once, or with TriggerQueued puts the transition into the machine's queue.
     void trigger(eTriggerMode mode = TriggerDirect);
 

@@ -21,6 +21,7 @@
 #include <kiv/ServiceNotify.h>
 #include <kiv/State.h>
 #include <kiv/StateMachine.h>
+#include <kiv/StateMachineDiagram.h>
 #include <kiv/Thread.h>
 #include <kiv/TinySimpleFSM.h>
 #include <kiv/Transition.h>

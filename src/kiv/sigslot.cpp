@@ -165,6 +165,13 @@ void _signal_base<multi_threaded_local>::disconnect_all()
     unhook_all();
 }
 
+bool _signal_base<multi_threaded_local>::is_connected(const receiver_type* receiver)
+{
+    const policy_lock guard(*this);
+    return std::any_of(connections.begin(), connections.end(),
+                       [receiver](const connection& to) { return to.receiver == receiver; });
+}
+
 void _signal_base<multi_threaded_local>::slot_disconnect(receiver_type* receiver)
 {
     const policy_lock guard(*this);

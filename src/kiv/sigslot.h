@@ -136,6 +136,9 @@ public:
     /// Ends every connection.
     void disconnect_all();
 
+    /// True when an emission would call `receiver`.
+    bool is_connected(const receiver_type* receiver);
+
     /// Called for a receiver that is unhooking itself: drops its connections without calling it back.
     virtual void slot_disconnect(receiver_type* receiver);
 
