@@ -145,17 +145,26 @@ utf8_string::size_type utf8_string::raw_find(const utf8_string& text, size_type 
 
 utf8_string::size_type utf8_string::raw_find(char32_t codePoint, size_type byteStart) const noexcept
 {
+    if (codePoint < 0x80)
+    {
+        const char byte = static_cast<char>(codePoint);
+        return firstBytes(*this, &byte, 1, byteStart);
+    }
     return withBytes(codePoint,
                      [&](const char* bytes, size_type count) { return firstBytes(*this, bytes, count, byteStart); });
 }
 
 utf8_string::size_type utf8_string::find(const utf8_string& text, size_type start) const noexcept
 {
+    if (hasSingleBytesOnly())
+        return raw_find(text, start);
     return forward(*this, start, [&](size_type from) { return raw_find(text, from); });
 }
 
 utf8_string::size_type utf8_string::find(char32_t codePoint, size_type start) const noexcept
 {
+    if (hasSingleBytesOnly())
+        return raw_find(codePoint, start);
     return forward(*this, start, [&](size_type from) { return raw_find(codePoint, from); });
 }
 
