@@ -55,6 +55,7 @@ public:
     /// Writes, beyond the end of the file too: it grows, and a gap is filled with zeros.
     ErrCode write(const char* buffer, long length, long offset);
 
+    /// Writes what is left and closes the file.
     void close();
 
     /// Writes zeros from the start, as many as the constructor was told, whatever the length of the file. Nothing on a
@@ -65,6 +66,7 @@ public:
     /// file refuses the data, else the negated code of the system's error.
     ErrCode flush();
 
+    /// True from a successful open() to close().
     bool isOpen() const;
 
     /// True while the storage is open and not silenced.

@@ -49,8 +49,11 @@ public:
     CLinuxPWMChip(const CLinuxPWMChip&) = delete;
     CLinuxPWMChip& operator=(const CLinuxPWMChip&) = delete;
 
+    /// As given to the constructor.
     unsigned char number() const;
     unsigned char channelCount() const;
+
+    /// As recorded: what the kernel accepted last.
     unsigned int period_ns() const;
     unsigned int dutyCycle_ns(unsigned char channel) const;
     bool isOn(unsigned char channel) const;
@@ -58,6 +61,7 @@ public:
     /// Switches an output; all other operations switch through this one.
     virtual int setOn(unsigned char channel, bool on);
 
+    /// The active part of each period; the kernel refuses one longer than the period.
     int setDutyCycle(unsigned char channel, unsigned int ns);
 
     /// Switches the channel off, sets the polarity and switches it back as it was.

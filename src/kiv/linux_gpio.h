@@ -21,18 +21,21 @@
 namespace Kiv
 {
 
+/// Who drives a line: the outer world, or the board.
 enum ePinDirection : int
 {
     PinDirectionInput = 0,
     PinDirectionOutput = 1
 };
 
+/// What a line shows or is set to.
 enum ePinValue : int
 {
     PinValueLow = 0,
     PinValueHigh = 1
 };
 
+/// How a line's logical value follows from its level.
 enum ePinMode : int
 {
     PinModeActiveHigh = 0, ///< the logical value is the line's level

@@ -40,6 +40,7 @@ class CGpioEdgePrivate;
 class KIV_API CGpioEdge
 {
 public:
+    /// Of an exported line.
     explicit CGpioEdge(unsigned int pin);
     ~CGpioEdge();
     CGpioEdge(const CGpioEdge&) = delete;

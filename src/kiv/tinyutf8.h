@@ -72,6 +72,8 @@ struct Tally;
 class KIV_API utf8_string
 {
 public:
+    // ---- what containers have
+
     using value_type = char32_t;
     using size_type = std::size_t;
     using difference_type = std::ptrdiff_t;
