@@ -43,6 +43,8 @@ public:
     /// Between two steps. False if the controller does not answer in time.
     bool isControllerTurning() { return control.isTurning(); }
 
+    CStationMachine& stateMachine() { return control.stateMachine(); }
+
     int now() const { return clock.now(); }
     int secondsElapsed() const;
     std::int64_t inflow() const;

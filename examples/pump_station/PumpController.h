@@ -42,6 +42,8 @@ public:
     /// Asks the machine, between two events: true when it has come to rest, false as for post().
     bool isTurning();
 
+    CStationMachine& stateMachine() { return machine; }
+
     bool hasBegunFlushing() const { return flushBegun; }
     std::uint64_t eventsHandled() const { return posted - machine.droppedEvents(); }
     std::uint64_t eventsDropped() const { return machine.droppedEvents(); }

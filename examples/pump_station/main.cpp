@@ -8,6 +8,7 @@
 
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
+#include <kiv/StateMachineValidation.h>
 #include <kiv/diag.h>
 
 #include "BoardWiring.h"
@@ -69,6 +70,16 @@ std::unique_ptr<IWiring> makeWiring(const Options& options, const Settings& sett
     return std::make_unique<CDirectWiring>();
 }
 
+/// Says what is wrong with the machine before it starts; the run shows what comes of it.
+void reportFindings(const CStationMachine& machine)
+{
+    std::vector<unsigned char> events;
+    for (unsigned char event = EventLevelDry; event <= EventMark; ++event)
+        events.push_back(event);
+    for (const Kiv::MachineFinding& finding : Kiv::validate(machine, events))
+        Kiv::Diag::stdErrPrintf("pump_station: state machine: %s\n", finding.sentence.c_str());
+}
+
 int control(const Options& options)
 {
     const CStopSignals stopSignals;
@@ -83,6 +94,7 @@ int control(const Options& options)
     CPlant plant(settings, record, *wiring, hours);
     CRun run(plant, settings.alarmInterval, options.speed.value_or(settings.speed), options.quiet);
     CService service(plant, run);
+    reportFindings(plant.stateMachine());
     plant.start();
     if (options.crash)
         failOnPurpose();

@@ -239,6 +239,11 @@ std::vector<unsigned char> CStateMachine::eventsOf(const CTransition* transition
     return events;
 }
 
+std::vector<CTransition*> CStateMachine::transitionsOf(unsigned char eventNo) const
+{
+    return eventNo < d->eventTable.size() ? d->eventTable[eventNo] : std::vector<CTransition*>();
+}
+
 bool CStateMachine::isAsync() const { return d->isAsync(); }
 
 unsigned int CStateMachine::pendingEvents() const { return d->queue.pending(); }

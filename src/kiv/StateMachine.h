@@ -110,6 +110,9 @@ public:
     /// The numbers of the events that fire a transition, ascending.
     std::vector<unsigned char> eventsOf(const CTransition* transition) const;
 
+    /// The transitions that an event fires, in the order of registration.
+    std::vector<CTransition*> transitionsOf(unsigned char eventNo) const;
+
     /// True for a machine with a worker thread of its own.
     bool isAsync() const;
 
