@@ -18,18 +18,19 @@ class CFileStoragePrivate;
 /// For records of a fixed place and size, such as those of CHourMeter; several users share one storage through a
 /// std::shared_ptr and agree on their offsets. For what people read and edit use CIniFile.
 ///
-/// | state  | open()                                         | read(), write() | close() |
-/// |--------|------------------------------------------------|-----------------|---------|
-/// | closed | opens, or -2 or -5                             | -5              | nothing |
-/// | open   | 0, but the earlier file stays, and is silenced | 0               | closes  |
+/// | state  | open()                                                              | read(), write() | close() |
+/// |--------|---------------------------------------------------------------------|-----------------|---------|
+/// | closed | opens, or -2 or -5                                                  | -5              | nothing |
+/// | open   | -2 if there is no such file; 0, but the earlier one stays, silenced | 0               | closes  |
 ///
 /// Silenced means: every later read and write does nothing and still answers 0, until the storage has been closed and
 /// opened again. The same happens after a read past the end of the file and after any access that fails. Callers rely
 /// on these results; ask isGood() where it matters.
 ///
-/// Data reaches the file with the next access or when the storage is closed; after flush() it is on the medium. What
-/// one write() gave is written in one piece, so a killed process leaves it old or new. A power cut does so only to
-/// records that lie within one sector of the medium: align offsets to the record's size.
+/// Data reaches the file with the next access or when the storage is closed, if not at once; after flush() it is on the
+/// medium. What one write() gave goes to the system in one call. A killed process leaves it old or new if it lies
+/// within one page of the file (4,096 bytes), a power cut if it lies within one sector of the medium: let the offset of
+/// a record be a multiple of its size, and the size a power of two.
 ///
 /// Threads: reentrant; all users of one storage belong to one thread at a time.
 /// Errors: results are 0 or a negated code, -2 as 0xFFFFFFFE.
@@ -55,7 +56,7 @@ public:
     /// Writes, beyond the end of the file too: it grows, and a gap is filled with zeros.
     ErrCode write(const char* buffer, long length, long offset);
 
-    /// Writes what is left and closes the file.
+    /// What the file refuses now is not reported: flush() before, where it matters.
     void close();
 
     /// Writes zeros from the start, as many as the constructor was told, whatever the length of the file. Nothing on a

@@ -56,7 +56,7 @@ public:
     /// Counts, saves if it is time to, and returns the seconds.
     std::uint32_t reading();
 
-    /// Sets the reading and the record to 0.
+    /// Sets the reading and the record to 0. Time that no reading has counted yet is counted by the next one.
     void reset();
 
     /// Counts, writes the record and waits until it is on the medium. The result of CFileStorage::flush(), -5 without
