@@ -1,5 +1,6 @@
 #include <kiv/FileStorage.h>
 
+#include <cerrno>
 #include <fstream>
 #include <sstream>
 
@@ -18,12 +19,37 @@ namespace
 constexpr ErrCode noSuchEntity = 0U - 2U;
 constexpr ErrCode inputOutputError = 0U - 5U;
 
+/// What the stand-in of fsync saw, and what it answers.
+struct
+{
+    ino_t file;
+    off_t size;
+    int error;
+} synced;
+
+} // namespace
+
+extern "C" int fsync(int descriptor)
+{
+    struct stat file
+    {};
+    ::fstat(descriptor, &file);
+    synced.file = file.st_ino;
+    synced.size = file.st_size;
+    errno = synced.error;
+    return synced.error == 0 ? 0 : -1;
+}
+
+namespace
+{
+
 /// A storage on a file that holds "0123456789".
 class FileStorage : public testing::Test
 {
 protected:
     FileStorage()
     {
+        synced = {};
         std::ofstream(path, std::ios::binary) << "0123456789";
         EXPECT_EQ(storage.open(path), 0U);
     }
@@ -133,6 +159,28 @@ TEST_F(FileStorage, FailedAccessSilencesUntilOpenedAgain)
 
     EXPECT_EQ(storage.write("x", 1, -1), 0U);
     EXPECT_TRUE(isSilent());
+}
+
+TEST_F(FileStorage, FlushWaitsForTheMediumAndTellsItsError)
+{
+    struct stat file
+    {};
+    ASSERT_EQ(::stat(path.c_str(), &file), 0);
+    EXPECT_EQ(storage.write("abc", 3, 10), 0U);
+    EXPECT_EQ(storage.flush(), 0U);
+    EXPECT_EQ(synced.file, file.st_ino);
+    EXPECT_EQ(synced.size, 13) << "the data was handed over before";
+
+    synced.error = ENOSPC;
+    EXPECT_EQ(storage.flush(), 0U - 28U);
+    EXPECT_TRUE(storage.isGood());
+}
+
+TEST_F(FileStorage, OpenStorageStaysAsItIsWhenAskedForAMissingFile)
+{
+    EXPECT_EQ(storage.open(directory.path() / "missing"), noSuchEntity);
+    EXPECT_TRUE(storage.isGood());
+    EXPECT_EQ(read(2, 0), "01");
 }
 
 TEST(FileStorageDevice, FullMediumShowsInFlush)

@@ -34,13 +34,19 @@ protected:
         EXPECT_EQ(storage->open(path), 0U);
     }
 
-    std::uint32_t record() const
+    /// What the file holds, whatever the storage keeps back.
+    std::uint32_t recordInFile() const
     {
-        EXPECT_EQ(storage->flush(), 0U);
         std::ifstream file(path, std::ios::binary);
         std::uint32_t seconds = 0;
         file.seekg(offset).read(reinterpret_cast<char*>(&seconds), sizeof seconds);
         return seconds;
+    }
+
+    std::uint32_t record() const
+    {
+        EXPECT_EQ(storage->flush(), 0U);
+        return recordInFile();
     }
 
     void writeRecord(std::uint32_t seconds)
@@ -127,6 +133,31 @@ TEST_F(HourMeter, SavesByTheTimeSinceTheReadingBefore)
     }
 }
 
+TEST_F(HourMeter, SaveCountsAndBringsTheRecordToTheFile)
+{
+    writeRecord(3600);
+    Kiv::CHourMeter meter(1000000);
+    meter.setMemory(storage, offset);
+    EXPECT_EQ(meter.initialize(), 0U);
+    std::this_thread::sleep_for(1100ms); // a second that nobody has read
+    EXPECT_EQ(meter.save(), 0U);
+    EXPECT_GT(recordInFile(), 3600U);
+    EXPECT_GE(meter.reading(), recordInFile());
+}
+
+TEST_F(HourMeter, ResetKeepsTheTimeThatNobodyHasRead)
+{
+    writeRecord(3600);
+    Kiv::CHourMeter meter(-1);
+    meter.setMemory(storage, offset);
+    EXPECT_EQ(meter.initialize(), 0U);
+    std::this_thread::sleep_for(1100ms);
+    meter.reset();
+    EXPECT_EQ(record(), 0U);
+    EXPECT_GE(meter.reading(), 1U);
+    EXPECT_LT(meter.reading(), 3600U);
+}
+
 TEST_F(HourMeter, MissingStorageIsHarmless)
 {
     Kiv::CHourMeter meter(-1);
@@ -141,6 +172,7 @@ TEST_F(HourMeter, MissingStorageIsHarmless)
     meter.setMemory(storage, 14); // the file ends within the record
     EXPECT_EQ(meter.initialize(), 0U);
     EXPECT_FALSE(storage->isGood());
+    EXPECT_LT(meter.reading(), 60U) << "what the file does not have stays as it was";
     EXPECT_EQ(meter.save(), inputOutputError);
 }
 
