@@ -154,6 +154,10 @@ TEST_F(PumpStation, OperatingHoursGrowFromRunToRun)
     EXPECT_THAT(run(fullSpeed).out, HasSubstr("hours run           1.7     2.0\n"));
     EXPECT_THAT(run(fullSpeed).out, HasSubstr("hours run           3.3     4.0\n"));
     EXPECT_EQ(fs::file_size(path("pump_station.hours")), 12);
+    write("pump_station.hours", std::string("\x20\x1c\0\0\x10\x0e\0\0\0\0\0\0", 12)); // 7200, 3600 and 0 s
+    const std::string hours = run(fullSpeed).out;
+    EXPECT_THAT(hours, HasSubstr("hours run           2.7     2.0\n"));
+    EXPECT_THAT(hours, testing::ContainsRegex("in service        12[0-9]\\.[0-9] minutes"));
     fs::remove(path("pump_station.hours"));
     fs::create_directory(path("pump_station.hours"));
     EXPECT_EQ(run(fullSpeed).err, "pump_station: " + path("pump_station.hours") + ": cannot be written\n");
@@ -167,7 +171,7 @@ TEST_F(PumpStation, CrashLeavesAReport)
     for (const std::string& report : {crash.out, crash.err})
     {
         EXPECT_THAT(report, HasSubstr("SIGNAL 6 - "));
-        EXPECT_THAT(report, HasSubstr("pump_station"));
+        EXPECT_THAT(report, HasSubstr("PumpStation::failOnPurpose()"));
     }
 }
 

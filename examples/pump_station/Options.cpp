@@ -68,8 +68,8 @@ below it stand the operating hours of all runs: the pumps' in the model's time, 
 
 Ctrl-C and SIGTERM end the run; the table then shows what was reached.
 
-Exit status: 0 after the whole recording; 1 if the run failed or crashed; 2 for a bad option, config or recording; 130 after Ctrl-C,
-143 after SIGTERM.
+Exit status: 0 after the whole recording; 1 if the run failed or crashed; 2 for a bad option, config or recording;
+130 after Ctrl-C, 143 after SIGTERM.
 )";
 
 Options::Options(int argc, char** argv) : configPath(Kiv::getApplicationDirPath() + "/pump_station.ini")

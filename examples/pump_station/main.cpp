@@ -1,6 +1,7 @@
 // A sewage pumping station on a simulated basin: a small controller made of a state machine, an alarm timer, an INI
 // file and a log. README.md beside this file describes it.
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -26,6 +27,19 @@
 #include "Wiring.h"
 
 using namespace PumpStation;
+
+namespace PumpStation
+{
+
+/// Fails as a program does that finds itself broken. Not in the unnamed namespace: the report would have no name for
+/// it.
+[[noreturn, gnu::noinline]] void failOnPurpose()
+{
+    std::raise(SIGABRT);
+    std::abort(); // not reached; a call that ends a function returns behind it, where the report finds no name
+}
+
+} // namespace PumpStation
 
 namespace
 {
@@ -59,9 +73,6 @@ int waitForEnd(CRun& run, const CStopSignals& stopSignals)
         }
     return stoppedBy;
 }
-
-/// Something that a program must never do; the report shows who did it.
-[[noreturn, gnu::noinline]] void failOnPurpose() { std::abort(); }
 
 std::unique_ptr<IWiring> makeWiring(const Options& options, const Settings& settings)
 {
