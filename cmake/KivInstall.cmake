@@ -1,4 +1,5 @@
-# What `cmake --install` puts where: the library (component runtime), headers and package files (component development).
+# What `cmake --install` puts where: the library (component runtime), headers and package files (component development),
+# the udev rule (component tools, to which the programs belong).
 
 include(CMakePackageConfigHelpers)
 
@@ -26,3 +27,11 @@ file(RELATIVE_PATH KIV_PC_LIBDIR ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LI
 file(RELATIVE_PATH KIV_PC_INCLUDEDIR ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 configure_file(${CMAKE_CURRENT_LIST_DIR}/kiv.pc.in ${PROJECT_BINARY_DIR}/kiv.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kiv.pc DESTINATION ${KIV_PKGCONFIG_DIR} COMPONENT development)
+
+# udev looks for rules in /usr/lib/udev and /usr/local/lib/udev; the helper is named by its full path.
+set(KIV_HARDWARE_GROUP gpio CACHE STRING "The group that the udev rule gives GPIO and PWM to")
+set(KIV_UDEV_DIR lib/udev)
+cmake_path(ABSOLUTE_PATH KIV_UDEV_DIR BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} OUTPUT_VARIABLE KIV_FULL_UDEV_DIR)
+configure_file(${PROJECT_SOURCE_DIR}/packaging/udev/60-kiv.rules.in ${PROJECT_BINARY_DIR}/60-kiv.rules @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/60-kiv.rules DESTINATION ${KIV_UDEV_DIR}/rules.d COMPONENT tools)
+install(PROGRAMS ${PROJECT_SOURCE_DIR}/packaging/udev/kiv-sysfs-access DESTINATION ${KIV_UDEV_DIR} COMPONENT tools)

@@ -14,9 +14,11 @@ namespace
 constexpr int usageStatus = 2;
 
 constexpr const char* helpText =
-    R"(kiv-board run [--config board.ini] -- COMMAND [ARGS]   runs a command on a simulated board
-kiv-board panel [--pid PID] [--once]                   draws the board, live
-kiv-board --help
+    R"(Usage: kiv-board run [--config BOARD.INI] -- COMMAND [ARGS]
+  or:  kiv-board panel [--pid PID] [--once]
+  or:  kiv-board --help
+
+Runs a command on a simulated board, or draws the board, live.
 
 The command finds GPIO lines in /sys/class/gpio and PWM chips in /sys/class/pwm that answer like the kernel's, and the
 outer world in /sys/class/sim:
