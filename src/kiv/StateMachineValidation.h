@@ -31,7 +31,7 @@ enum eFindingType : int
 /// One fault of a machine.
 struct MachineFinding
 {
-    eFindingType type;
+    eFindingType type;    ///< what kind of fault it is
     std::string path;     ///< of the state that it concerns, see CAbstractState::path()
     std::string sentence; ///< what is wrong and what comes of it, with the paths of all states concerned
 };
