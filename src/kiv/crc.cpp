@@ -73,7 +73,7 @@ constexpr std::uint32_t highestBit = 0x80000000U;
 /// Fills `table` with what the bits of an index do to the rest of the register when they leave it at its high end. The
 /// lowest bit of an index does `power`; what the first bit beyond the index would do comes back.
 template<class Table>
-std::uint32_t fillTable(Table& table, std::uint32_t poly, std::uint32_t power)
+constexpr std::uint32_t fillTable(Table& table, std::uint32_t poly, std::uint32_t power)
 {
     table[0] = 0;
     for (std::size_t bit = 1; bit < table.size(); bit <<= 1)
@@ -86,7 +86,7 @@ std::uint32_t fillTable(Table& table, std::uint32_t poly, std::uint32_t power)
     return power;
 }
 
-void fillSlices(Crc16Slices& slices, std::uint32_t poly)
+constexpr void fillSlices(Crc16Slices& slices, std::uint32_t poly)
 {
     std::uint32_t power = poly << 1;
     for (auto& slice : slices)
@@ -131,6 +131,19 @@ std::uint32_t crcBySlices(const unsigned char* data, int len, const Crc16Slices&
     return crc;
 }
 
+constexpr Crc16Slices slicesFor(std::uint32_t poly)
+{
+    Crc16Slices slices{};
+    fillSlices(slices, poly);
+    return slices;
+}
+
+// The two polynomials that nearly every protocol uses, x^16 + x^12 + x^5 + 1 and x^16 + x^15 + x^2 + 1: always there.
+constexpr std::uint32_t polynomial1021 = 0x11021U << 15;
+constexpr std::uint32_t polynomial8005 = 0x18005U << 15;
+constexpr Crc16Slices slices1021 = slicesFor(polynomial1021);
+constexpr Crc16Slices slices8005 = slicesFor(polynomial8005);
+
 /// The slices of one polynomial; written once, by the thread that entered the polynomial, and kept.
 struct KeptSlices
 {
@@ -158,6 +171,10 @@ const Crc16Slices* keep(KeptSlices& kept, std::uint32_t poly)
 /// the polynomial comes twice in a row.
 const Crc16Slices* slicesOf(std::uint32_t poly, int len)
 {
+    if (poly == polynomial1021)
+        return &slices1021;
+    if (poly == polynomial8005)
+        return &slices8005;
     for (std::size_t i = 0; i < mostKept; ++i)
     {
         std::uint32_t present = keptPolynomials[i].load(std::memory_order_relaxed);
