@@ -243,7 +243,13 @@ protected:
         if (receiver == nullptr || op == nullptr)
             return;
         if constexpr (std::is_base_of_v<receiver_type, Owner> && std::is_same_v<Op, void (Owner::*)(Arg)>)
+        {
+            // On ARM a pointer to member holds its offset doubled; the compiler warns of the shift that it adds itself.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wshift-negative-value"
             base::append(connect_to(receiver, static_cast<direct_op>(op), nullptr));
+#pragma GCC diagnostic pop
+        }
         else
             base::append(connect_to(receiver, op, reinterpret_cast<erased_relay>(&relay<Dest, Op>)));
     }
