@@ -10,9 +10,11 @@ function(kiv_manual_page name target)
     return()
   endif()
   set(page ${CMAKE_CURRENT_BINARY_DIR}/${name}.1)
+  list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " command)
+  string(STRIP "${command} $<TARGET_FILE:${target}>" command)
   add_custom_command(OUTPUT ${page}
       COMMAND ${HELP2MAN} --no-info --section=1 --include=${CMAKE_CURRENT_SOURCE_DIR}/${name}.h2m ${ARGN}
-          --output=${page} $<TARGET_FILE:${target}>
+          --output=${page} ${command}
       DEPENDS ${target} ${name}.h2m
       VERBATIM)
   if(KIV_DEBIAN_PACKAGES)

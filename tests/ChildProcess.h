@@ -5,7 +5,10 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <fstream>
 #include <functional>
+#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -16,13 +19,41 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+/// The command itself, or with the emulator that a build for another instruction set has before its own programs.
+inline std::vector<std::string> asRunHere(const std::vector<std::string>& command)
+{
+#ifdef KIV_TEST_EMULATOR
+    const auto instructionSet = [](const std::string& path) {
+        char head[20] = {};
+        std::ifstream(path, std::ios::binary).read(head, sizeof head);
+        return std::memcmp(head, "\177ELF", 4) == 0 ? std::string(head + 18, 2) : std::string();
+    };
+    std::istringstream words(KIV_TEST_EMULATOR);
+    const std::vector<std::string> emulator{std::istream_iterator<std::string>(words), {}};
+    if (access(emulator.front().c_str(), X_OK) != 0)
+        return command;
+    // Programs also stand behind others that start them, as `env` and kiv-board do.
+    const std::string own = instructionSet("/proc/self/exe");
+    std::vector<std::string> whole;
+    for (const std::string& word : command)
+    {
+        if (instructionSet(word) == own)
+            whole.insert(whole.end(), emulator.begin(), emulator.end());
+        whole.push_back(word);
+    }
+    return whole;
+#else
+    return command;
+#endif
+}
+
 /// A child process whose standard output and standard error are read while it runs. It is killed if it is still there
 /// when the object goes, so that a failed test leaves nothing behind.
 class CChildProcess
 {
 public:
-    explicit CChildProcess(std::vector<std::string> arguments)
-        : CChildProcess([&arguments] {
+    explicit CChildProcess(const std::vector<std::string>& command)
+        : CChildProcess([arguments = asRunHere(command)]() mutable {
               std::vector<char*> argv;
               for (std::string& argument : arguments)
                   argv.push_back(argument.data());

@@ -32,6 +32,7 @@ inline void moveOntoBoard(const std::string& kivBoard, std::vector<std::string> 
     setenv("KIV_TEST_BOARD", "", 1);
     arguments.insert(arguments.begin(), {kivBoard, "run"});
     arguments.insert(arguments.end(), {"--", argv[0]});
+    arguments = asRunHere(arguments);
     std::vector<char*> command;
     for (std::string& argument : arguments)
         command.push_back(argument.data());
