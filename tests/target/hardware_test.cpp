@@ -99,7 +99,8 @@ TEST_F(RealGpio, RefusalsComeBackAsCodes)
     EXPECT_EQ(gpio_set_edge(line, "both"), 0);
     EXPECT_EQ(gpio_set_edge(line, "sideways"), -22);
     EXPECT_EQ(gpio_set_dir(line, PinDirectionOutput), 0);
-    std::cout << "edge now: " << std::ifstream("/sys/class/gpio/gpio" + std::to_string(line) + "/edge").rdbuf() << std::flush;
+    std::cout << "edge now: " << std::ifstream("/sys/class/gpio/gpio" + std::to_string(line) + "/edge").rdbuf()
+              << std::flush;
     EXPECT_EQ(gpio_set_edge(line, "none"), 0);
     EXPECT_EQ(gpio_set_edge(line, "both"), -5);
 }
