@@ -331,6 +331,20 @@ TEST_F(PumpStation, DiagramIsPrintedInsteadOfARun)
     }
 }
 
+TEST_F(PumpStation, TraceIsWrittenAtTheEnd)
+{
+    const auto traced = [&](const std::string& file) {
+        return runProgram({"--config", path("pump_station.ini"), "--speed", fullSpeed, "--quiet", "--trace", file});
+    };
+    EXPECT_EQ(traced(path("trace.txt")).status, 0);
+    EXPECT_THAT(contentOf(path("trace.txt")), HasSubstr("] entered Station.Control.Automatic.TwoPumps\n"));
+    EXPECT_EQ(traced(path("trace.json")).status, 0);
+    EXPECT_THAT(contentOf(path("trace.json")), StartsWith("{\"displayTimeUnit\""));
+    const Outcome refused = traced(path("missing/trace.json"));
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.err, "pump_station: " + path("missing/trace.json") + ": No such entity\n");
+}
+
 TEST_F(PumpStation, OutputThatCannotBeWrittenFailsTheRun)
 {
     CChildProcess child({"sh", "-c", "exec \"$@\" > /dev/full", "sh", program, "--config", path("pump_station.ini"),

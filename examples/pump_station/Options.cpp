@@ -14,15 +14,11 @@ namespace
 {
 
 constexpr option longOptions[] = {
-    {"speed", required_argument, nullptr, 's'},
-    {"config", required_argument, nullptr, 'c'},
-    {"inflow", required_argument, nullptr, 'i'},
-    {"quiet", no_argument, nullptr, 'q'},
-    {"board", no_argument, nullptr, 'b'},
-    {"crash", no_argument, nullptr, 'x'},
-    {"diagram", required_argument, nullptr, 'd'},
-    {"help", no_argument, nullptr, 'h'},
-    {nullptr, 0, nullptr, 0},
+    {"speed", required_argument, nullptr, 's'},   {"config", required_argument, nullptr, 'c'},
+    {"inflow", required_argument, nullptr, 'i'},  {"quiet", no_argument, nullptr, 'q'},
+    {"board", no_argument, nullptr, 'b'},         {"crash", no_argument, nullptr, 'x'},
+    {"diagram", required_argument, nullptr, 'd'}, {"trace", required_argument, nullptr, 't'},
+    {"help", no_argument, nullptr, 'h'},          {nullptr, 0, nullptr, 0},
 };
 
 int toSpeed(const std::string& text)
@@ -49,7 +45,7 @@ Kiv::eDiagramFormat toDiagramFormat(const std::string& text)
 
 const char* const helpText =
     R"(Usage: pump_station [--speed N] [--config FILE] [--inflow FILE] [--board] [--quiet]
-                    [--diagram FORMAT] [--crash] [--help]
+                    [--diagram FORMAT] [--trace FILE] [--crash] [--help]
 
 Runs a sewage pumping station through a recorded inflow. It prints a line for each simulated minute (time, inflow, level,
 the pumps that run, the active states) and at the end a table. The table depends on config and recording only;
@@ -63,6 +59,8 @@ below it stand the operating hours of all runs: the pumps' in the model's time, 
   --quiet         print the table only
   --diagram FORMAT
                   print the state machine as a diagram and end; the format is mermaid, dot or plantuml
+  --trace FILE    write what the state machine did last: for a name that ends in .json as Chrome trace events, which Perfetto
+                  shows as a time line, otherwise as text
   --crash         fail on purpose, to show the report of a fatal signal
   --help          print this text and end
 
@@ -96,6 +94,9 @@ Options::Options(int argc, char** argv) : configPath(Kiv::getApplicationDirPath(
             break;
         case 'q':
             quiet = true;
+            break;
+        case 't':
+            tracePath = optarg;
             break;
         case 'd':
             diagram = toDiagramFormat(optarg);

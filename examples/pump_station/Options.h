@@ -25,6 +25,7 @@ struct Options
     std::string configPath; ///< by default pump_station.ini beside the program
     std::optional<std::string> inflowPath;
     std::optional<int> speed;
+    std::optional<std::string> tracePath;
     std::optional<Kiv::eDiagramFormat> diagram; ///< print the machine instead of running it
     bool board = false;
     bool crash = false;

@@ -6,9 +6,12 @@
 #include <cstdlib>
 #include <exception>
 #include <memory>
+#include <optional>
+#include <vector>
 
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
+#include <kiv/StateMachineTrace.h>
 #include <kiv/StateMachineValidation.h>
 #include <kiv/diag.h>
 
@@ -44,6 +47,7 @@ namespace PumpStation
 namespace
 {
 
+constexpr std::size_t tracedRecords = 100000;
 constexpr int statusFailed = 1;
 constexpr int statusBadInput = 2;
 constexpr int statusOfSignal = 128; // plus its number
@@ -91,6 +95,14 @@ void reportFindings(const CStationMachine& machine)
         Kiv::Diag::stdErrPrintf("pump_station: state machine: %s\n", finding.sentence.c_str());
 }
 
+/// As JSON if the file's name says so, otherwise as text. 0 or an error code.
+ErrCode writeTrace(const Kiv::CStateMachineTrace& trace, const std::string& path)
+{
+    const std::string ending = ".json";
+    const bool isJson = path.size() >= ending.size() && path.substr(path.size() - ending.size()) == ending;
+    return static_cast<ErrCode>(-(isJson ? trace.writeChromeJson(path) : trace.writeText(path)));
+}
+
 int control(const Options& options)
 {
     const CStopSignals stopSignals;
@@ -106,6 +118,9 @@ int control(const Options& options)
     CRun run(plant, settings.alarmInterval, options.speed.value_or(settings.speed), options.quiet);
     CService service(plant, run);
     reportFindings(plant.stateMachine());
+    std::optional<Kiv::CStateMachineTrace> trace;
+    if (options.tracePath)
+        trace.emplace(plant.stateMachine(), tracedRecords).start();
     plant.start();
     if (options.crash)
         failOnPurpose();
@@ -116,10 +131,13 @@ int control(const Options& options)
     plant.stop();
 
     printTable(plant);
+    const ErrCode traced = trace ? writeTrace(*trace, *options.tracePath) : 0;
     const ErrCode saved = hours.save();
     printHours(hours);
     if (saved != 0)
         return fail(statusFailed, settings.hoursPath + ": " + ErrorToString(saved));
+    if (traced != 0)
+        return fail(statusFailed, *options.tracePath + ": " + ErrorToString(traced));
     switch (run.outcome())
     {
     case RunComplete:

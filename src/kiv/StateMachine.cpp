@@ -52,7 +52,16 @@ public:
     {
         const bool mayWait = isAsync() && !isWorker();
         if (!queue.write(event, mayWait ? roomTimeoutMs : 0))
-            dropped.fetch_add(1, std::memory_order_relaxed);
+            drop(event);
+    }
+
+    [[gnu::cold]] void drop(const Event& event)
+    {
+        dropped.fetch_add(1, std::memory_order_relaxed);
+        if (event.transition)
+            machine->sigTransitionDropped(event.transition);
+        else
+            machine->sigEventDropped(event.event);
     }
 
     bool take(Event& event) { return !abandonQueue && queue.read(event, isAsync() ? idleTimeoutMs : 0); }
@@ -196,6 +205,7 @@ void CStateMachine::process()
 
 void CStateMachine::processEvent(unsigned char eventNo)
 {
+    sigEventHandled(eventNo);
     // By index: a hook may register further transitions meanwhile.
     for (std::size_t i = 0; eventNo < d->eventTable.size() && i < d->eventTable[eventNo].size(); ++i)
         d->eventTable[eventNo][i]->doTrigger();

@@ -139,6 +139,11 @@ public:
 
     sigslot::signal1<CStateMachine*> sigStarted;       ///< the initial states are entered, the worker not yet started
     sigslot::signal1<CAbstractState*> sigStateEntered; ///< a state has been entered with all that lies below it
+    sigslot::signal1<unsigned char> sigEventHandled;   ///< an event is about to fire its transitions
+
+    /// A new event, or a queued transition, found the queue full; emitted on the thread that posted it.
+    sigslot::signal1<unsigned char> sigEventDropped;
+    sigslot::signal1<CTransition*> sigTransitionDropped;
 
 private:
     friend class StateMachinePrivate;

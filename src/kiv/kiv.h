@@ -22,6 +22,7 @@
 #include <kiv/State.h>
 #include <kiv/StateMachine.h>
 #include <kiv/StateMachineDiagram.h>
+#include <kiv/StateMachineTrace.h>
 #include <kiv/StateMachineValidation.h>
 #include <kiv/Thread.h>
 #include <kiv/TinySimpleFSM.h>
