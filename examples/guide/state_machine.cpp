@@ -2,7 +2,9 @@
 
 // [state_machine]
 #include <cstdio>
+#include <fstream>
 
+#include <kiv/StateMachineDiagram.h>
 #include <kiv/TinySimpleFSM.h>
 
 enum eHeaterEvent : unsigned char
@@ -39,6 +41,8 @@ public:
         machine.process();
     }
 
+    void draw(const char* path) const { std::ofstream(path) << stateMachineDiagram(machine, Kiv::DiagramDot); }
+
 private:
     void onHeating(Kiv::CAbstractState*) { std::puts("heating on"); }
     void onHeated(Kiv::CAbstractState*) { std::puts("heating off"); }
@@ -54,6 +58,7 @@ int main()
 {
     CHeater heater;
     heater.handle(EventCold);
+    heater.draw("heater.dot"); // with "heating" highlighted
     heater.handle(EventFault); // leaves "heating" and "working"
     heater.handle(EventAcknowledged);
     heater.handle(EventWarm);
