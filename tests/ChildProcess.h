@@ -47,6 +47,15 @@ inline std::vector<std::string> asRunHere(const std::vector<std::string>& comman
 #endif
 }
 
+/// The program as the first words of a shell's command.
+inline std::string shellCommand(const std::string& program)
+{
+    std::string words;
+    for (const std::string& word : asRunHere({program}))
+        words += (words.empty() ? "'" : " '") + word + "'";
+    return words;
+}
+
 /// A child process whose standard output and standard error are read while it runs. It is killed if it is still there
 /// when the object goes, so that a failed test leaves nothing behind.
 class CChildProcess

@@ -31,10 +31,10 @@ inline ToolResult runTool(std::vector<std::string> arguments)
     return {status, tool.out(), tool.err()};
 }
 
-/// A shell command in which $KIV is the program.
+/// A shell command in which `kiv` is the program.
 inline ToolResult runShell(const std::string& script)
 {
-    CChildProcess shell({"sh", "-c", std::string("KIV='") + KIV_TOOL + "'; " + script});
+    CChildProcess shell({"sh", "-c", "kiv() { " + shellCommand(KIV_TOOL) + " \"$@\"; }; " + script});
     const int status = shell.wait();
     return {status, shell.out(), shell.err()};
 }

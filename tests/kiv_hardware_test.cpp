@@ -62,7 +62,7 @@ class CWatch
 {
 public:
     explicit CWatch(const std::string& arguments)
-        : shell({"sh", "-c", std::string("exec '") + KIV_TOOL + "' gpio watch " + arguments + " > " + output()})
+        : shell({"sh", "-c", "exec " + shellCommand(KIV_TOOL) + " gpio watch " + arguments + " > " + output()})
     {}
 
     std::string output() const { return directory.path() / "output"; }
@@ -181,7 +181,7 @@ TEST_F(KivHardware, WatchSetsTheLineBackHoweverItEnds)
     TemporaryDirectory directory;
     const std::string status = directory.path() / "status";
     CChildProcess pipe(
-        {"sh", "-c", "{ '" + std::string(KIV_TOOL) + "' gpio watch 507; echo $? > " + status + "; } | head -n 1"});
+        {"sh", "-c", "{ " + shellCommand(KIV_TOOL) + " gpio watch 507; echo $? > " + status + "; } | head -n 1"});
     ASSERT_TRUE(waitUntil([&] { return read("/sys/class/gpio/gpio507/edge") == "both\n"; }));
     for (const char* level = "1"; read(status).empty(); level = *level == '1' ? "0" : "1")
         write("/sys/class/sim/gpio/gpio507", level);

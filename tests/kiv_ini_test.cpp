@@ -115,7 +115,7 @@ TEST_F(KivIni, GetAndList)
     EXPECT_THAT(runTool({"ini", "get", path, "pump", "Period"}), Refuses(1, "no key \"Period\" in section \"pump\""));
     EXPECT_THAT(runTool({"ini", "list", path}),
                 Prints("[Pump]\nName=\"a\\b\"\t\xC3\xA4\xFF\nPeriod=10\nPeriod=11\n[Empty]\n[Pump]\nName=second\n"));
-    EXPECT_THAT(runShell("printf '[A]\\nk=1\\n' | \"$KIV\" ini list --json -"),
+    EXPECT_THAT(runShell("printf '[A]\\nk=1\\n' | kiv ini list --json -"),
                 Prints("[\n{\"section\":\"A\",\"keys\":[{\"key\":\"k\",\"value\":\"1\"}]}\n]\n"));
     write("[A]\nk=1\n[B\n");
     EXPECT_THAT(runTool({"ini", "get", path, "A", "k"}), Refuses(2, "test.ini:3: a section without ]"));
@@ -320,7 +320,7 @@ TEST_F(KivIni, SetMakesAFileOnlyWhenAskedTo)
 {
     EXPECT_THAT(runTool({"ini", "set", path, "A", "k", "1"}), Refuses(3, "No such entity"));
     EXPECT_EQ(filesInFolder(), 0U);
-    EXPECT_THAT(runShell("umask 027; \"$KIV\" ini set --create " + path + " A k 1"), Prints(""));
+    EXPECT_THAT(runShell("umask 027; kiv ini set --create " + path + " A k 1"), Prints(""));
     EXPECT_EQ(read(), "[A]\nk=1\n");
     struct stat status = {};
     stat(path.c_str(), &status);

@@ -131,7 +131,7 @@ TEST(KivTool, WrongCallsGetOneLineAndStatus2)
 TEST(KivTool, AFullDiskIsNoSuccess)
 {
     for (const char* call : {"errors", "--help", "error 1", "error 17"})
-        EXPECT_THAT(runShell(std::string("\"$KIV\" ") + call + " > /dev/full"), Refuses(3, "standard output")) << call;
+        EXPECT_THAT(runShell(std::string("kiv ") + call + " > /dev/full"), Refuses(3, "standard output")) << call;
 }
 
 TEST(KivTool, BashCompletesWhatTheHelpNames)
@@ -198,8 +198,8 @@ TEST(KivTool, CrcOfFilesStandardInputAndBytes)
     write(path, record + std::string(300, '\0') + '\x01');
     EXPECT_THAT(runTool({"crc", path}), Prints("0x5E\n")) << "more than the library's 255 bytes at once";
 
-    EXPECT_THAT(runShell("printf 123456789 | \"$KIV\" crc"), Prints("0xA1\n"));
-    EXPECT_THAT(runShell("printf 123456789 | \"$KIV\" crc - --poly 0x11021"), Prints("0x31C3\n"));
+    EXPECT_THAT(runShell("printf 123456789 | kiv crc"), Prints("0xA1\n"));
+    EXPECT_THAT(runShell("printf 123456789 | kiv crc - --poly 0x11021"), Prints("0x31C3\n"));
     EXPECT_THAT(runTool({"crc", "--hex", "31 32 33", "--poly", "0x1021", "--json"}),
                 Prints("{\"crc\":929,\"hex\":\"0x3A1\",\"bytes\":3}\n"));
     EXPECT_THAT(runTool({"crc", "--hex", ""}), Prints("0x00\n"));
@@ -237,9 +237,9 @@ TEST(KivTool, Base32RoundTripAndItsFaults)
     for (int byte = 0; byte < 256; ++byte)
         bytes += static_cast<char>(byte);
     write(path, bytes);
-    EXPECT_THAT(runShell("\"$KIV\" base32 " + path + " | fold -w 20 | \"$KIV\" base32 -d"), Prints(bytes));
-    EXPECT_THAT(runShell("printf fooba | \"$KIV\" base32"), Prints("MZXW6YTB\n"));
-    EXPECT_THAT(runShell("printf foob | \"$KIV\" base32 --no-padding"), Prints("MZXW6YQ\n"));
+    EXPECT_THAT(runShell("kiv base32 " + path + " | fold -w 20 | kiv base32 -d"), Prints(bytes));
+    EXPECT_THAT(runShell("printf fooba | kiv base32"), Prints("MZXW6YTB\n"));
+    EXPECT_THAT(runShell("printf foob | kiv base32 --no-padding"), Prints("MZXW6YQ\n"));
     struct Case
     {
         const char* text;
@@ -251,7 +251,7 @@ TEST(KivTool, Base32RoundTripAndItsFaults)
                               {"M\\nY =", ""},
                               {"MR", "damaged"}})
     {
-        const ToolResult result = runShell(std::string("printf '") + fault.text + "' | \"$KIV\" base32 --decode");
+        const ToolResult result = runShell(std::string("printf '") + fault.text + "' | kiv base32 --decode");
         if (*fault.reason == '\0')
             EXPECT_THAT(result, Prints("f"));
         else
@@ -262,7 +262,7 @@ TEST(KivTool, Base32RoundTripAndItsFaults)
 TEST(KivTool, PathsAreThoseOfTheProgram)
 {
     const std::filesystem::path program = std::filesystem::canonical(KIV_TOOL);
-    const ToolResult result = runShell("HOME=/home/pi XDG_DATA_HOME= \"$KIV\" paths");
+    const ToolResult result = runShell("HOME=/home/pi XDG_DATA_HOME= kiv paths");
     EXPECT_THAT(result, Prints("program=" + program.string() + "\nAPP_PATH=" + program.parent_path().string() +
                                "\nDATA_LOCATION=/home/pi/.local/share\nCOMMON_APPDATA=/home/pi/.local/share\n"));
     EXPECT_THAT(runTool({"paths", "--expand", "${APP_PATH}/x ${NOT_SET_AT_ALL}"}),

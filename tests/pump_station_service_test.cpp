@@ -43,10 +43,11 @@ protected:
     /// The day takes a quarter of an hour, unless the station is told to stop.
     std::vector<std::string> command() const
     {
-        constexpr const char* script =
+        const std::string script =
             R"(sed "s|^Log=.*|Log=$1|; s|^Hours=.*|Hours=$0.hours|; s|^Inflow=.*|Inflow=$2/inflow.csv|
                     s|^AlarmInterval=.*|AlarmInterval=10|" "$2/pump_station.ini" > "$0"
-               exec "$2/pump_station" --quiet --speed 100 --config "$0")";
+               exec )" +
+            shellCommand(PUMP_STATION) + R"( --quiet --speed 100 --config "$0")";
         return {"sh", "-c", script, directory.path() / "station.ini", properties, exampleFiles};
     }
 
