@@ -110,10 +110,10 @@ TEST_F(PumpStation, BoardGivesTheSameOutputAsDirectWires)
 {
     if (std::string(KIV_BOARD).empty())
         GTEST_SKIP() << "kiv-board is not built";
-    const auto onBoard = [&](const std::string& preparation) {
+    const auto onBoard = [&](const std::string& preparation, const std::string& world = "--board") {
         CChildProcess child({KIV_BOARD, "run", "--config", exampleFiles / "board.ini", "--", "sh", "-c",
-                             preparation + "exec \"$@\"", "sh", program, "--config", path("pump_station.ini"),
-                             "--board", "--speed", fullSpeed});
+                             preparation + "exec \"$@\"", "sh", program, "--config", path("pump_station.ini"), world,
+                             "--speed", fullSpeed});
         const int status = child.wait();
         return Outcome{status, child.out(), child.err()};
     };
@@ -128,6 +128,11 @@ TEST_F(PumpStation, BoardGivesTheSameOutputAsDirectWires)
     EXPECT_EQ(broken.status, 1);
     EXPECT_EQ(broken.err, "pump_station: the wiring failed: I/O error\n");
     EXPECT_THAT(broken.out, HasSubstr(", interrupted at 17:53"));
+
+    write("pump_station.ini", replaced(config, "/sys/class/sim/adc/level", path("level")));
+    const Outcome looped = onBoard("", "--loopback");
+    EXPECT_EQ(withoutHours(looped.out), withoutHours(day.out));
+    EXPECT_EQ(looped.err, "");
 }
 
 TEST_F(PumpStation, BoardThatIsNotThereIsNamed)

@@ -2,10 +2,6 @@
 
 #include <cerrno>
 #include <cmath>
-#include <cstdlib>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <kiv/ErrorToString.h>
 #include <kiv/errno_translation.h>
@@ -79,25 +75,18 @@ unsigned char preparedChip(const TerminalSettings& settings)
     return chip;
 }
 
-std::string worldLine(unsigned line) { return "/sys/class/sim/gpio/gpio" + std::to_string(line); }
-
-std::string worldChannel(unsigned char chip, std::size_t channel)
-{
-    return "/sys/class/sim/pwm/pwmchip" + std::to_string(chip) + "/pwm" + std::to_string(channel);
-}
-
 } // namespace
 
-CBoardWiring::CBoardWiring(const TerminalSettings& settings)
+CBoardWiring::CBoardWiring(const TerminalSettings& settings, eBoardWorld worldKind)
     : firstLine(chipBase(settings.gpioChip)),
-      floatSwitch(connected(firstLine + settings.floatSwitch, Kiv::PinDirectionInput)), levelInput(settings.levelInput),
-      period(settings.pwmPeriod), drives(preparedChip(settings), pumpCount), worldLevel(settings.levelInput),
-      worldFloat(worldLine(firstLine + settings.floatSwitch))
+      floatSwitch(connected(firstLine + settings.floatSwitch, Kiv::PinDirectionInput)), period(settings.pwmPeriod),
+      drives(preparedChip(settings), pumpCount),
+      world(
+          makeBoardWorld(worldKind, {settings.levelInput, firstLine + settings.floatSwitch, drives.number(), period})),
+      levelInput(settings.levelInput)
 {
     for (const unsigned line : settings.lamps)
         lamps.push_back(connected(firstLine + line, Kiv::PinDirectionOutput));
-    for (std::size_t pump = 0; pump < pumpCount; ++pump)
-        worldSpeeds.emplace_back(worldChannel(drives.number(), pump));
 }
 
 int CBoardWiring::level()
@@ -133,19 +122,19 @@ void CBoardWiring::setLamp(eLamp lamp, bool lit)
 
 void CBoardWiring::showPlant(int level, bool floatUp)
 {
-    note(worldLevel.write(std::to_string(level) + "\n"));
+    note(world->showLevel(level));
     if (floatUp != shownFloat)
-        note(worldFloat.write(floatUp ? "1" : "0"));
+        note(world->showFloat(floatUp));
     shownFloat = floatUp;
 }
 
 int CBoardWiring::pumpSpeed(std::size_t pump)
 {
-    std::string fraction;
-    const int result = worldSpeeds.at(pump).read(fraction);
+    int percent = 0;
+    const int result = world->readSpeed(pump, percent);
     note(result);
     if (result >= 0)
-        lastSpeeds.at(pump) = static_cast<int>(std::lround(100 * std::strtod(fraction.c_str(), nullptr)));
+        lastSpeeds.at(pump) = percent;
     return lastSpeeds.at(pump);
 }
 
@@ -154,38 +143,6 @@ void CBoardWiring::note(int result)
     ErrCode none = 0;
     if (result < 0)
         firstError.compare_exchange_strong(none, static_cast<ErrCode>(result));
-}
-
-CBoardWiring::CWorldFile::CWorldFile(const std::string& path) : descriptor(open(path.c_str(), O_RDWR | O_CLOEXEC))
-{
-    if (descriptor < 0)
-        descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0)
-        throw CWiringError(path + ": " + ErrorToString(errnoToErrCode(errno)));
-}
-
-CBoardWiring::CWorldFile::CWorldFile(CWorldFile&& other) noexcept : descriptor(other.descriptor)
-{
-    other.descriptor = -1;
-}
-
-CBoardWiring::CWorldFile::~CWorldFile()
-{
-    if (descriptor >= 0)
-        close(descriptor);
-}
-
-int CBoardWiring::CWorldFile::write(const std::string& text) const
-{
-    return pwrite(descriptor, text.data(), text.size(), 0) < 0 ? failure(errno) : 0;
-}
-
-int CBoardWiring::CWorldFile::read(std::string& text) const
-{
-    text.assign(32, '\0');
-    const ssize_t size = pread(descriptor, text.data(), text.size(), 0);
-    text.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
-    return size < 0 ? failure(errno) : 0;
 }
 
 } // namespace PumpStation

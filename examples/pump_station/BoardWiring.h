@@ -4,7 +4,7 @@
 
 #include <array>
 #include <atomic>
-#include <stdexcept>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -12,6 +12,7 @@
 #include <kiv/linux_adc.h>
 #include <kiv/linux_gpio.h>
 
+#include "BoardWorld.h"
 #include "Wiring.h"
 
 namespace PumpStation
@@ -19,23 +20,16 @@ namespace PumpStation
 
 struct TerminalSettings;
 
-/// The board lacks something, as one line.
-class CWiringError : public std::runtime_error
-{
-public:
-    using std::runtime_error::runtime_error;
-};
-
 /// The controller's end is that of any controller: the float switch is an input line, each lamp an output line, each
-/// pump's speed a PWM duty cycle, the level the number that an analogue input shows. The plant's end is the outer world
-/// of the simulated board, /sys/class/sim; with a real plant there would be none.
+/// pump's speed a PWM duty cycle, the level the number that an analogue input shows. The plant's end is the board's
+/// outer world; with a real plant there would be none.
 ///
 /// Units, threads, errors: as IWiring.
 class CBoardWiring final : public IWiring
 {
 public:
     /// Takes the lines and channels. CWiringError if the board lacks one, or is not there at all.
-    explicit CBoardWiring(const TerminalSettings& settings);
+    CBoardWiring(const TerminalSettings& settings, eBoardWorld worldKind);
 
     int level() override;
     bool isFloatUp() override;
@@ -46,36 +40,18 @@ public:
     ErrCode error() const override { return firstError; }
 
 private:
-    /// A file of the outer world, kept open.
-    class CWorldFile
-    {
-    public:
-        explicit CWorldFile(const std::string& path);
-        CWorldFile(CWorldFile&& other) noexcept;
-        CWorldFile& operator=(CWorldFile&&) = delete;
-        ~CWorldFile();
-
-        int write(const std::string& text) const;
-        int read(std::string& text) const;
-
-    private:
-        int descriptor;
-    };
-
     void note(int result);
 
     unsigned firstLine;
     Kiv::CLinuxIoPin floatSwitch;
     std::vector<Kiv::CLinuxIoPin> lamps;
-    Kiv::CLinuxPollingADC levelInput;
     unsigned period; // nanoseconds
     Kiv::CLinuxPWMChip drives;
     int lastLevel = 0;
     bool wasFloatUp = false;
     bool shownFloat = false;
-    CWorldFile worldLevel;
-    CWorldFile worldFloat;
-    std::vector<CWorldFile> worldSpeeds;
+    std::unique_ptr<IBoardWorld> world;
+    Kiv::CLinuxPollingADC levelInput; // behind the world, which may have to make its file
     std::array<int, pumpCount> lastSpeeds{};
     std::atomic<ErrCode> firstError{0};
 };

@@ -14,11 +14,17 @@ namespace
 {
 
 constexpr option longOptions[] = {
-    {"speed", required_argument, nullptr, 's'},   {"config", required_argument, nullptr, 'c'},
-    {"inflow", required_argument, nullptr, 'i'},  {"quiet", no_argument, nullptr, 'q'},
-    {"board", no_argument, nullptr, 'b'},         {"crash", no_argument, nullptr, 'x'},
-    {"diagram", required_argument, nullptr, 'd'}, {"trace", required_argument, nullptr, 't'},
-    {"help", no_argument, nullptr, 'h'},          {nullptr, 0, nullptr, 0},
+    {"speed", required_argument, nullptr, 's'},
+    {"config", required_argument, nullptr, 'c'},
+    {"inflow", required_argument, nullptr, 'i'},
+    {"quiet", no_argument, nullptr, 'q'},
+    {"board", no_argument, nullptr, 'b'},
+    {"crash", no_argument, nullptr, 'x'},
+    {"diagram", required_argument, nullptr, 'd'},
+    {"trace", required_argument, nullptr, 't'},
+    {"loopback", no_argument, nullptr, 'l'},
+    {"help", no_argument, nullptr, 'h'},
+    {nullptr, 0, nullptr, 0},
 };
 
 int toSpeed(const std::string& text)
@@ -44,7 +50,7 @@ Kiv::eDiagramFormat toDiagramFormat(const std::string& text)
 } // namespace
 
 const char* const helpText =
-    R"(Usage: pump_station [--speed N] [--config FILE] [--inflow FILE] [--board] [--quiet]
+    R"(Usage: pump_station [--speed N] [--config FILE] [--inflow FILE] [--board | --loopback] [--quiet]
                     [--diagram FORMAT] [--trace FILE] [--crash] [--help]
 
 Runs a sewage pumping station through a recorded inflow. It prints a line for each simulated minute (time, inflow, level,
@@ -56,6 +62,8 @@ below it stand the operating hours of all runs: the pumps' in the model's time, 
   --inflow FILE   the recording, a CSV file; by default what the config says
   --board         wire controller and plant through the simulated board: kiv-board run --config FILE -- pump_station
                   --board, with the board.ini beside the program; without it they are wired inside the program
+  --loopback      wire them through a board that nothing is attached to: the program itself switches the float switch's
+                  line as an output, reads back what the pumps' channels are set to, and makes the file LevelInput
   --quiet         print the table only
   --diagram FORMAT
                   print the state machine as a diagram and end; the format is mermaid, dot or plantuml
@@ -88,6 +96,9 @@ Options::Options(int argc, char** argv) : configPath(Kiv::getApplicationDirPath(
             break;
         case 'b':
             board = true;
+            break;
+        case 'l':
+            loopback = true;
             break;
         case 'x':
             crash = true;

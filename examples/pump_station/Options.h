@@ -28,6 +28,7 @@ struct Options
     std::optional<std::string> tracePath;
     std::optional<Kiv::eDiagramFormat> diagram; ///< print the machine instead of running it
     bool board = false;
+    bool loopback = false;
     bool crash = false;
     bool quiet = false;
     bool help = false;

@@ -80,8 +80,10 @@ int waitForEnd(CRun& run, const CStopSignals& stopSignals)
 
 std::unique_ptr<IWiring> makeWiring(const Options& options, const Settings& settings)
 {
+    if (options.loopback)
+        return std::make_unique<CBoardWiring>(settings.terminals, BoardWorldLoopback);
     if (options.board)
-        return std::make_unique<CBoardWiring>(settings.terminals);
+        return std::make_unique<CBoardWiring>(settings.terminals, BoardWorldSimulated);
     return std::make_unique<CDirectWiring>();
 }
 
