@@ -93,9 +93,10 @@ TEST_F(BoardProgram, SignalsReachTheCommandAndNothingStays)
     for (const int signal : {SIGTERM, SIGINT, SIGKILL})
     {
         const std::string pidFile = path(std::to_string(signal).c_str());
-        CChildProcess board(
-            onBoard("echo $$ > " + pidFile + ".new; mv " + pidFile + ".new " + pidFile + "; exec sleep 100"));
-        ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(pidFile); }));
+        const std::string started = pidFile + ".started";
+        // Without a command of its own at the end: bash goes on when SIGINT comes while it waits for one.
+        CChildProcess board(onBoard("echo $$ > " + pidFile + "; : > " + started + "; exec sleep 100"));
+        ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(started); }));
         std::string pid = fileText(pidFile);
         pid.pop_back();
         board.kill(signal);
