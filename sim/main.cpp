@@ -84,11 +84,11 @@ int panel(char** arguments)
 int main(int argc, char** argv)
 {
     const std::string action = argc > 1 ? argv[1] : "";
+    if (action == "--help" || (argc > 2 && std::strcmp(argv[2], "--help") == 0))
+        return std::fputs(helpText, stdout) < 0 ? 1 : 0;
     if (action == "run")
         return run(argv + 2);
     if (action == "panel")
         return panel(argv + 2);
-    if (action == "--help")
-        return std::fputs(helpText, stdout) < 0 ? 1 : 0;
     return complain("run, panel or --help is needed");
 }

@@ -190,6 +190,17 @@ TEST_F(BoardProgram, PanelLooksIntoARunningBoard)
     }
 }
 
+TEST(BoardCommandLine, HelpIsThereBehindTheSubcommandsToo)
+{
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{KIV_BOARD, "--help"}, {KIV_BOARD, "run", "--help"}, {KIV_BOARD, "panel", "--help"}})
+    {
+        CChildProcess board(arguments);
+        EXPECT_EQ(board.wait(), 0) << board.err();
+        EXPECT_THAT(board.out(), StartsWith("Usage: kiv-board run"));
+    }
+}
+
 TEST(BoardCommandLine, WrongCallsAndFilesEndWithTwo)
 {
     const TemporaryDirectory directory;
