@@ -176,6 +176,18 @@ TEST(StateMachineTrace, RecordsWhatTheMachineDoesInOrder)
     EXPECT_EQ(trace.lostRecords(), 0U);
 }
 
+TEST(StateMachineTrace, TransitionsWithoutNameAreCalledByTheirStates)
+{
+    CSubject subject;
+    subject.c->addEventTransitionTo(subject.c, 5);
+    CStateMachineTrace trace(subject.machine);
+    subject.machine.start();
+    trace.start();
+    subject.machine.processEvent(5);
+    EXPECT_EQ(trace.records().at(2).subject, "Work.Right.C -> Work.Right.C");
+    EXPECT_THAT(trace.toChromeJson(), HasSubstr("\"name\":\"Work.Right.C -> Work.Right.C\""));
+}
+
 TEST(StateMachineTrace, SwitchesOnAndOff)
 {
     CSubject subject;

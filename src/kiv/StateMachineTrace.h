@@ -34,7 +34,8 @@ struct TraceRecord
     int threadId;          ///< the kernel's, of the thread on which it happened
     eTraceRecordType type; ///< what happened
     unsigned char eventNo; ///< for events
-    std::string subject;   ///< the state's path, or the transition as "NAME: SOURCE -> TARGET"; empty for events
+    std::string subject;   ///< the state's path, or "NAME: SOURCE -> TARGET" for transitions, those without a name
+                           ///< "SOURCE -> TARGET"; empty for events
 };
 
 /// Keeps the last records of a machine in a ring: states entered and left, transitions fired, events handled and

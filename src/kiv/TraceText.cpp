@@ -190,7 +190,7 @@ private:
         if (!isOfEvent(record.type))
         {
             const TraceSubject& transition = subjects.at(record.subject);
-            name = transition.name;
+            name = transition.name.empty() ? describe(transition) : transition.name;
             arguments = "\"from\":" + quoted(transition.path) + ",\"to\":" + quoted(transition.target);
         }
         const char* const category = isDrop(record.type) ? "dropped" : isOfEvent(record.type) ? "event" : "transition";
@@ -210,7 +210,9 @@ private:
 
 std::string describe(const TraceSubject& subject)
 {
-    return subject.target.empty() ? subject.path : subject.name + ": " + subject.path + " -> " + subject.target;
+    if (subject.target.empty())
+        return subject.path;
+    return (subject.name.empty() ? "" : subject.name + ": ") + subject.path + " -> " + subject.target;
 }
 
 std::string traceText(const std::vector<RawTraceRecord>& records, const TraceSubjects& subjects)
