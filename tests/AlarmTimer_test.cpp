@@ -501,6 +501,21 @@ TEST(AlarmTimer, DestroyedRightAfterStartItLeavesNoThread)
     EXPECT_EQ(alarms, settled);
 }
 
+TEST(AlarmTimer, WithoutAppenderItsStepsLeadToNoComplaint)
+{
+    testing::internal::CaptureStderr();
+    CAlarmTimer timer(1, 1);
+    timer.start();
+    EXPECT_TRUE(waitUntilIdle(timer));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+
+    log4cplus::Logger root = log4cplus::Logger::getRoot();
+    const LogRecorder log(root); // an ancestor's appender is one, too
+    timer.start();
+    EXPECT_TRUE(waitUntilIdle(timer));
+    EXPECT_TRUE(isLogged(log, "Timer thread started for timer " + timer.name()));
+}
+
 TEST(AlarmTimer, NamesCountThroughTheProcessAndShowOnTheThread)
 {
     EXPECT_EQ(firstOfTheProcess.name(), "AlarmTimer 0");

@@ -55,8 +55,8 @@ public:
 /// A running timer becomes idle by stop(), by a handler that returns false, and after the last alarm of its count.
 /// While the last alarm is being handled, start() still finds it running and adds no alarm; setCycleCount() does.
 ///
-/// Every step is logged on the logger "AlarmTimerLogger": start, stop and end at INFO, each alarm at TRACE. It has no
-/// appender unless the program's configuration gives it one, see Diag::initDefaultConfig().
+/// Every step is logged on the logger "AlarmTimerLogger": start, stop and end at INFO, each alarm at TRACE. Nothing is
+/// logged until a property file gives it or the root logger an appender: Diag::initDefaultConfig() gives none.
 ///
 /// Threads: safe from any thread, handlers included, except construction and destruction.
 /// Errors: none reported. If the system refuses a thread, that is logged and the timer stays idle.

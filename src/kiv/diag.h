@@ -29,8 +29,8 @@ KIV_API void finish();
 /// Lets the logger "DiagLogger" write everything to standard output. Does nothing when a logger of that name exists
 /// already: neither a configuration from a file nor an earlier call is ever overwritten.
 ///
-/// No other logger gets an appender: what a program logs elsewhere, and what alarm timers log on "AlarmTimerLogger", is
-/// dropped, and log4cplus complains once on standard error. A property file with a root appender, or
+/// No other logger gets an appender: what alarm timers log on "AlarmTimerLogger" is dropped in silence; what a program
+/// logs elsewhere is dropped, and log4cplus complains once on standard error. A property file with a root appender, or
 /// log4cplus::NullAppender for what is not wanted, keeps it quiet.
 KIV_API void initDefaultConfig();
 

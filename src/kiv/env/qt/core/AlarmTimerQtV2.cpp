@@ -36,6 +36,19 @@ const log4cplus::Logger& timerLogger()
     return logger;
 }
 
+/// What a timer logs is of use only where somebody has asked for it; to a logger without any appender, log4cplus answers
+/// with a complaint on standard error.
+bool isListenedTo(log4cplus::Logger logger)
+{
+    while (logger.getAllAppenders().empty())
+    {
+        if (!logger.getAdditivity() || logger.getName() == log4cplus::Logger::getRoot().getName())
+            return false;
+        logger = logger.getParent();
+    }
+    return true;
+}
+
 /// How many alarms are to come at the start of a count; without end, one is always to come.
 unsigned alarmsOf(unsigned cycleCount) { return cycleCount != 0 ? cycleCount : 1; }
 
@@ -101,7 +114,8 @@ public:
     template<class MakeText>
     static void log(log4cplus::LogLevel level, int line, const char* function, MakeText&& makeText)
     {
-        Diag::logAt(timerLogger(), level, {thisFile, line, function}, std::forward<MakeText>(makeText));
+        if (timerLogger().isEnabledFor(level) && isListenedTo(timerLogger()))
+            Diag::logAt(timerLogger(), level, {thisFile, line, function}, std::forward<MakeText>(makeText));
     }
 
     std::atomic<unsigned> interval;
