@@ -20,6 +20,7 @@ class CHeater : public sigslot::has_slots<>
 public:
     CHeater()
     {
+        // [history]
         machine.setInitialState(working);
         working->setInitialState(idle);
         working->addHistoryState()->setDefaultState(idle); // from now on "working" means: what it was doing
@@ -27,6 +28,7 @@ public:
         heating->addEventTransitionTo(idle, EventWarm, "warm");
         working->addEventTransitionTo(fault, EventFault, "fault");
         fault->addEventTransitionTo(working, EventAcknowledged, "acknowledged");
+        // [history]
 
         heating->sigEntered.connect(this, &CHeater::onHeating);
         heating->sigExited.connect(this, &CHeater::onHeated);

@@ -4,26 +4,38 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <memory>
+#include <string>
 
 #include <kiv/ErrorToString.h>
 #include <kiv/FileStorage.h>
 #include <kiv/HourMeter.h>
 
-int main()
+/// The memory as the last run left it, at first all zeros; null where it cannot be used.
+std::shared_ptr<Kiv::CFileStorage> openMemory(const std::string& path)
 {
-    const char* const path = "memory.bin";
+    constexpr int size = 64;
     std::ofstream(path, std::ios::app).close(); // a storage never creates its file
-
-    const auto memory = std::make_shared<Kiv::CFileStorage>(64);
+    auto memory = std::make_shared<Kiv::CFileStorage>(size);
     if (const ErrCode error = memory->open(path))
-        return std::printf("%s: %s\n", path, ErrorToString(error)), 1;
-    memory->erase(); // a new memory is all zeros
+        return std::printf("%s: %s\n", path.c_str(), ErrorToString(error)), nullptr;
+    if (std::filesystem::file_size(path) < size) // a new one: a read past its end would silence the storage
+        memory->erase();
+    return memory;
+}
 
-    Kiv::CHourMeter hours(3600); // writes its record at most once an hour by itself
-    hours.setMemory(memory, 0);  // bytes 0 to 3
-    hours.initialize();
-    std::printf("%u s\n", hours.reading());
+/// What the program does at each start.
+bool start()
+{
+    const auto memory = openMemory("memory.bin");
+    if (!memory)
+        return false;
+
+    Kiv::CHourMeter hours(-1);  // each reading() that counts writes the record
+    hours.setMemory(memory, 0); // bytes 0 to 3
+    hours.initialize();         // goes on from there
 
     std::uint32_t starts = 0;
     char record[sizeof starts];
@@ -32,9 +44,12 @@ int main()
     ++starts;
     std::memcpy(record, &starts, sizeof record);
     memory->write(record, sizeof record, 4);
-    std::printf("start %u\n", starts);
+    std::printf("start %u at %u s\n", starts, hours.reading());
 
     if (const ErrCode error = hours.save()) // counts, writes and waits until the medium has it
         std::printf("not saved: %s\n", ErrorToString(error));
+    return memory->isGood();
 }
+
+int main() { return start() && start() ? 0 : 1; } // the second one stands for the next start of the program
 // [storage]

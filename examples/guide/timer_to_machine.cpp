@@ -1,6 +1,7 @@
 // Timers give a machine its deadlines: each posts an event, and the machine decides what that means.
 
 // [timer_to_machine]
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <thread>
@@ -35,17 +36,19 @@ public:
     }
 
     void press() { machine.postEvent(EventOpen); } // from any thread
-    bool isClosed() const { return closed->isActive(); }
+    bool hasClosedAgain() const { return visits > 0 && closed->isActive(); }
 
 private:
     // On the machine's worker thread.
     void onOpen(Kiv::CAbstractState*)
     {
         std::puts("open");
+        ++visits;
         timer.start(); // one alarm; started again while it runs, it begins anew
     }
     void onClosed(Kiv::CAbstractState*) { std::puts("closed"); }
 
+    std::atomic<int> visits{0};
     Kiv::CAlarmTimer timer{50, 1}; // 50 ms, once
     Kiv::CStateMachine machine{Kiv::CStateMachine::ProcessingAsync};
     Kiv::CState* closed = new Kiv::CState("closed", &machine);
@@ -56,8 +59,7 @@ int main()
 {
     CDoor door;
     door.press();
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    while (!door.isClosed())
+    while (!door.hasClosedAgain())
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
 }
 // [timer_to_machine]

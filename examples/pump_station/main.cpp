@@ -90,11 +90,13 @@ std::unique_ptr<IWiring> makeWiring(const Options& options, const Settings& sett
 /// Says what is wrong with the machine before it starts; the run shows what comes of it.
 void reportFindings(const CStationMachine& machine)
 {
+    // [validation]
     std::vector<unsigned char> events;
     for (unsigned char event = EventLevelDry; event <= EventMark; ++event)
         events.push_back(event);
     for (const Kiv::MachineFinding& finding : Kiv::validate(machine, events))
         Kiv::Diag::stdErrPrintf("pump_station: state machine: %s\n", finding.sentence.c_str());
+    // [validation]
 }
 
 /// As JSON if the file's name says so, otherwise as text. 0 or an error code.

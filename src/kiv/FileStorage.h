@@ -47,10 +47,12 @@ public:
     virtual ~CFileStorage();
 
     /// Opens a file for reading and writing; never creates one. -2 when there is none, -5 when it cannot be opened, as
-    /// a directory cannot. Where the path cannot even be looked up, boost::filesystem::filesystem_error passes.
+    /// a directory cannot. Where the path cannot even be looked up (no permission for a folder on the way),
+    /// boost::filesystem::filesystem_error passes, a std::runtime_error.
     ErrCode open(const std::string& path);
 
-    /// Reads into `buffer`. What lies beyond the end of the file is not read, and silences the storage.
+    /// Reads into `buffer`. What lies beyond the end of the file is not read, and silences the storage: fill a new file
+    /// by erase() first.
     ErrCode read(char* buffer, long length, long offset);
 
     /// Writes, beyond the end of the file too: it grows, and a gap is filled with zeros.
@@ -59,8 +61,8 @@ public:
     /// What the file refuses now is not reported: flush() before, where it matters.
     void close();
 
-    /// Writes zeros from the start, as many as the constructor was told, whatever the length of the file. Nothing on a
-    /// closed storage.
+    /// Writes zeros from the start, as many as the constructor was told, whatever the length of the file and what stands
+    /// there: for a new file, not at every start of the program. Nothing on a closed storage.
     void erase();
 
     /// Hands everything written to the medium and waits for it (fsync). -5 on a closed or silenced storage and when the

@@ -36,8 +36,8 @@ const log4cplus::Logger& timerLogger()
     return logger;
 }
 
-/// What a timer logs is of use only where somebody has asked for it; to a logger without any appender, log4cplus answers
-/// with a complaint on standard error.
+/// What a timer logs is of use only where somebody has asked for it; to a logger without any appender, log4cplus
+/// answers with a complaint on standard error.
 bool isListenedTo(log4cplus::Logger logger)
 {
     while (logger.getAllAppenders().empty())
