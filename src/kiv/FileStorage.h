@@ -61,8 +61,8 @@ public:
     /// What the file refuses now is not reported: flush() before, where it matters.
     void close();
 
-    /// Writes zeros from the start, as many as the constructor was told, whatever the length of the file and what stands
-    /// there: for a new file, not at every start of the program. Nothing on a closed storage.
+    /// Writes zeros from the start, as many as the constructor was told, whatever the length of the file and what
+    /// stands there: for a new file, not at every start of the program. Nothing on a closed storage.
     void erase();
 
     /// Hands everything written to the medium and waits for it (fsync). -5 on a closed or silenced storage and when the

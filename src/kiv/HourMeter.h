@@ -16,8 +16,8 @@ class CHourMeterPrivate;
 
 /// Counts the seconds during which it exists, whenever it is read, and keeps them in a storage.
 ///
-/// Calling order: construct, setMemory(), initialize(), then reading() as often as wanted. A new file is given its length
-/// before, by CFileStorage::erase(): on one that is too short nothing is ever saved.
+/// Calling order: construct, setMemory(), initialize(), then reading() as often as wanted. A new file is given its
+/// length before, by CFileStorage::erase(): on one that is too short nothing is ever saved.
 ///
 /// - A reading counts the whole seconds since the last reading that counted any. What is left of a second is dropped
 ///   then, so the meter may run slow by up to a second for each of them. The time between the last reading and the
