@@ -57,14 +57,12 @@ void CPlant::moveWater()
     }
 }
 
-/// Saved once in an hour: the medium does not like to be written in each step.
 void CPlant::countHours()
 {
     for (std::size_t pump = 0; pump < pumpCount; ++pump)
         if (machinery.isRunning(pump))
             hours.add(pump, settings.times.step);
-    if (now() % 3600 == 0)
-        hours.save();
+    hours.saveHourly();
 }
 
 /// What the pumps deliver at the speeds that reach their drives.

@@ -63,7 +63,14 @@ ErrCode CPumpHours::save()
         std::memcpy(bytes, &pumps.at(pump), recordSize);
         storage->write(bytes, recordSize, pumpOffset(pump));
     }
+    lastSaved = std::chrono::steady_clock::now();
     return meter.save();
+}
+
+void CPumpHours::saveHourly()
+{
+    if (std::chrono::steady_clock::now() - lastSaved >= std::chrono::hours(1))
+        save();
 }
 
 } // namespace PumpStation

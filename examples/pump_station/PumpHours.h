@@ -3,6 +3,7 @@
 #define KIV_PUMPSTATION_PUMPHOURS_H
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -35,6 +36,10 @@ public:
     /// Writes the records and waits until the medium has them; 0 or a negated code.
     ErrCode save();
 
+    /// Does so if an hour of real time has passed since the last time: the medium does not like to be written in each
+    /// step.
+    void saveHourly();
+
     std::uint32_t service() { return meter.reading(); }
     std::uint32_t pump(std::size_t number) const { return pumps.at(number); }
 
@@ -42,6 +47,7 @@ private:
     std::shared_ptr<Kiv::CFileStorage> storage;
     Kiv::CHourMeter meter;
     std::array<std::uint32_t, pumpCount> pumps{};
+    std::chrono::steady_clock::time_point lastSaved = std::chrono::steady_clock::now();
 };
 
 } // namespace PumpStation
