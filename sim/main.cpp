@@ -32,8 +32,8 @@ outer world in /sys/class/sim:
   reset                 anything written makes the board as it is at power-on
   state                 all of the board, one line for each thing, fields separated by tabs
 
-Only the command and its children see the board. It needs a readable /dev/fuse, and root or user namespaces.
-The panel runs on the board's inside, or anywhere with the process number of the command.
+Only the command and its children see the board. It needs a readable and writable /dev/fuse, and root or user
+namespaces. The panel runs on the board's inside, or anywhere with the process number of kiv-board run or its command.
 
 Exit status of run: the command's; 128 + N when signal N ended it; 126 or 127 when it cannot be run or is not there;
 125 when there can be no board here; 2 for a wrong call or board.ini.
