@@ -145,16 +145,19 @@ void CSandbox::dismantle()
 void enterNamespaces(pid_t pid)
 {
     pid = firstInside(pid);
-    const std::string folder = "/proc/" + std::to_string(pid) + "/ns/";
-    const int user = open((folder + "user").c_str(), O_RDONLY | O_CLOEXEC);
-    const int mounts = open((folder + "mnt").c_str(), O_RDONLY | O_CLOEXEC);
-    if (user < 0 || mounts < 0)
+    const std::string process = "/proc/" + std::to_string(pid);
+    const int user = open((process + "/ns/user").c_str(), O_RDONLY | O_CLOEXEC);
+    const int mounts = open((process + "/ns/mnt").c_str(), O_RDONLY | O_CLOEXEC);
+    const int root = open((process + "/root").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (user < 0 || mounts < 0 || root < 0)
         fail("cannot look into process " + std::to_string(pid));
     setns(user, CLONE_NEWUSER); // fails where it is our own already
-    if (setns(mounts, CLONE_NEWNS) != 0)
+    // The namespace begins at its own root; that of the process may be another one, in a container.
+    if (setns(mounts, CLONE_NEWNS) != 0 || fchdir(root) != 0 || chroot(".") != 0)
         fail("cannot enter the namespace of process " + std::to_string(pid));
     close(user);
     close(mounts);
+    close(root);
 }
 
 } // namespace Sim
