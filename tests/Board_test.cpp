@@ -1,62 +1,16 @@
 // The simulated board's answers, access by access, as kernels 6.1 and 6.12 give them.
-#include <fstream>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <poll.h>
 
-#include "Board.h"
-#include "TemporaryDirectory.h"
+#include "BoardUser.h"
 
 using namespace std::string_literals;
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::StartsWith;
 
 namespace
 {
-
-/// Programs' view of a board: paths are relative to /sys/class, an access opens and closes its file.
-class CUser
-{
-public:
-    explicit CUser(const Sim::BoardConfig& config = Sim::defaultBoard()) : board(config) {}
-
-    int write(const std::string& path, const std::string& bytes, int flags = O_WRONLY)
-    {
-        std::unique_ptr<Sim::COpenFile> file;
-        if (const int refusal = board.open("/sys/class/" + path, flags, file))
-            return refusal;
-        const int result = board.write(*file, bytes);
-        board.close(std::move(file));
-        return result;
-    }
-
-    /// The text, or "-EPERM" and the like.
-    std::string read(const std::string& path)
-    {
-        std::unique_ptr<Sim::COpenFile> file;
-        std::string text;
-        int result = board.open("/sys/class/" + path, O_RDONLY, file);
-        if (result == 0)
-        {
-            result = board.read(*file, 0, 4096, text);
-            board.close(std::move(file));
-        }
-        return result < 0 ? "-"s + strerrorname_np(-result) : text;
-    }
-
-    std::unique_ptr<Sim::COpenFile> open(const std::string& path, int flags = O_RDWR)
-    {
-        std::unique_ptr<Sim::COpenFile> file;
-        EXPECT_EQ(board.open("/sys/class/" + path, flags, file), 0) << path;
-        return file;
-    }
-
-    Sim::CBoard board;
-};
 
 Sim::BoardConfig newKernel()
 {
@@ -66,42 +20,12 @@ Sim::BoardConfig newKernel()
     return config;
 }
 
-/// One access and its answer: the result of a write, or the text of a reading.
-struct Row
-{
-    const char* path;
-    std::string written;
-    int result;
-    std::string read;
-};
-
-Row wr(const char* path, const std::string& bytes) { return {path, bytes, static_cast<int>(bytes.size()), ""}; }
-
-Row refused(const char* path, const std::string& bytes, int error) { return {path, bytes, -error, ""}; }
-
-Row rd(const char* path, const std::string& text) { return {path, "", 0, text}; }
-
-void play(CUser& user, const std::vector<Row>& rows)
-{
-    for (std::size_t i = 0; i < rows.size(); ++i)
-    {
-        SCOPED_TRACE("row " + std::to_string(i) + ": " + rows[i].path + " '" + rows[i].written + "'");
-        if (rows[i].written.empty())
-            EXPECT_EQ(user.read(rows[i].path), rows[i].read);
-        else
-            EXPECT_EQ(user.write(rows[i].path, rows[i].written), rows[i].result);
-    }
-}
-
 constexpr const char* dir = "gpio/gpio504/direction";
 constexpr const char* val = "gpio/gpio504/value";
 constexpr const char* edg = "gpio/gpio504/edge";
 constexpr const char* low = "gpio/gpio504/active_low";
 constexpr const char* world = "sim/gpio/gpio504";
-constexpr const char* period = "pwm/pwmchip0/pwm0/period";
 constexpr const char* duty = "pwm/pwmchip0/pwm0/duty_cycle";
-constexpr const char* enable = "pwm/pwmchip0/pwm0/enable";
-constexpr const char* polarity = "pwm/pwmchip0/pwm0/polarity";
 
 } // namespace
 
@@ -500,73 +424,4 @@ TEST(BoardWorld, ResetMakesTheBoardAsAtPowerOn)
     play(user, {wr("sim/reset", "1"), rd("sim/state", before), rd("sim/faults", ""), rd("sim/journal", ""),
                 rd(val, "-ENOENT"), rd(period, "-ENOENT"), wr("gpio/export", "504"), rd(dir, "in\n")});
     EXPECT_EQ(user.board.write(*file, "1"), -ENODEV);
-}
-
-TEST(BoardConfig, FilesDescribeChipsAndTheirManners)
-{
-    const TemporaryDirectory directory;
-    const std::string path = directory.path() / "board.ini";
-    std::ofstream(path) << "[board]\nkernel=6.12\n[gpio]\nlines=4\nlabel=lamps\nheld=3\nnames=red, green\n"
-                           "[gpio.second]\ndevice=expander\n[pwm]\nchannels=3\nshared_period=1\npolarity=inversed\n"
-                           "period=20000\n[pwm.b]\n[adc]\nlevel=2048\n";
-    CUser user(Sim::readBoard(path));
-    play(user, {rd("gpio/gpiochip512/label", "lamps\n"), refused("gpio/export", "515", EBUSY),
-                rd("gpio/gpiochip516/ngpio", "8\n"), rd("pwm/pwmchip0/npwm", "3\n"), rd("pwm/pwmchip1/npwm", "2\n"),
-                wr("pwm/pwmchip0/export", "0"), rd(period, "20000\n"), rd(polarity, "inversed\n"),
-                rd("sim/adc/level", "2048\n")});
-    EXPECT_THAT(user.read("sim/state"), StartsWith("kernel\t6.12\n"
-                                                   "gpio\tlamps\t512\tred\tfree\tin\t0\n"
-                                                   "gpio\tlamps\t513\tgreen\tfree\tin\t0\n"));
-    std::ofstream(path) << "[gpio]\nlines=4\n[gpio.second]\n[pwm]\n[pwm.b]\nchannels=1\n[pwm.c]\n";
-    CUser older(Sim::readBoard(path));
-    play(older, {rd("gpio/gpiochip508/ngpio", "4\n"), rd("gpio/gpiochip500/ngpio", "8\n"),
-                 rd("pwm/pwmchip2/npwm", "1\n"), rd("pwm/pwmchip3/npwm", "2\n")});
-}
-
-TEST(BoardConfig, ExampleFileIsTheDefaultBoard)
-{
-    CUser described(Sim::readBoard(BOARD_INI));
-    CUser plain;
-    EXPECT_EQ(described.read("sim/state"), plain.read("sim/state"));
-    EXPECT_EQ(described.read("gpio/gpiochip504/label"), plain.read("gpio/gpiochip504/label"));
-    for (CUser* user : {&described, &plain})
-        play(*user, {wr("pwm/pwmchip0/export", "0"), wr("pwm/pwmchip0/export", "1"),
-                     wr("pwm/pwmchip0/pwm1/period", "18446744073709551615"), wr("pwm/pwmchip0/pwm1/enable", "1"),
-                     wr(period, "1"), wr(enable, "1"), wr(polarity, "inversed")});
-}
-
-TEST(BoardConfig, ErrorsSayFileAndReason)
-{
-    const TemporaryDirectory directory;
-    const std::string path = directory.path() / "board.ini";
-    struct Case
-    {
-        const char* text;
-        const char* reason;
-    };
-    for (const Case& wrong :
-         {Case{"[gpio]\nlines=many\n", "[gpio] lines=many: a number from 1 to 1024 is needed"},
-          Case{"[gpio]\nline=8\n", "[gpio] line is unknown"},
-          Case{"[spi]\n", "[spi] is unknown; there are board, adc, gpio..., pwm..."},
-          Case{"[board]\nkernel=4\n", "[board] kernel=4: must be one of 5.10, 6.1, 6.12"},
-          Case{"[gpio\n", "a line begins with '[' and has no ']'"},
-          Case{"[adc]\na/b=1\n", "[adc] a/b=1: not fit for a file's name"},
-          Case{"[gpio/1]\n", "[gpio/1] is not fit for a file's name; give a device"},
-          Case{"[gpio]\nbase=8\n[gpio2]\nbase=15\n", "line 15 belongs to two chips"},
-          Case{"[gpio]\nlines=600\n", "there is no room for 600 lines of sim-gpio below 512; give a base"},
-          Case{"[pwm]\n[pwm]\n", "[pwm] stands there twice"},
-          Case{"[pwm]\ndevice=x\n[gpio]\ndevice=x\n", "device x stands there twice"}})
-    {
-        std::ofstream(path) << wrong.text;
-        try
-        {
-            Sim::readBoard(path);
-            ADD_FAILURE() << wrong.text;
-        }
-        catch (const Sim::CBoardConfigError& error)
-        {
-            EXPECT_EQ(error.what(), path + ": " + wrong.reason);
-        }
-    }
-    EXPECT_THROW(Sim::readBoard(directory.path() / "missing.ini"), Sim::CBoardConfigError);
 }
