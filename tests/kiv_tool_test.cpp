@@ -262,9 +262,9 @@ TEST(KivTool, Base32RoundTripAndItsFaults)
 TEST(KivTool, PathsAreThoseOfTheProgram)
 {
     const std::filesystem::path program = std::filesystem::canonical(KIV_TOOL);
-    const ToolResult result = runShell("HOME=/home/pi XDG_DATA_HOME= kiv paths");
+    const ToolResult result = runShell("HOME=/nowhere XDG_DATA_HOME= kiv paths");
     EXPECT_THAT(result, Prints("program=" + program.string() + "\nAPP_PATH=" + program.parent_path().string() +
-                               "\nDATA_LOCATION=/home/pi/.local/share\nCOMMON_APPDATA=/home/pi/.local/share\n"));
+                               "\nDATA_LOCATION=/nowhere/.local/share\nCOMMON_APPDATA=/nowhere/.local/share\n"));
     EXPECT_THAT(runTool({"paths", "--expand", "${APP_PATH}/x ${NOT_SET_AT_ALL}"}),
                 Prints(program.parent_path().string() + "/x ${NOT_SET_AT_ALL}\n"));
     EXPECT_THAT(runTool({"paths", "--expand", "${APP_PATH"}), Refuses(2, "not ended"));

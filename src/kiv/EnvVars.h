@@ -15,7 +15,7 @@ namespace Env
 ///
 /// - APP_PATH: the directory of the running executable, without a slash at its end;
 /// - DATA_LOCATION and COMMON_APPDATA: both the data directory of the application, as it follows from the organisation
-///   and application names set with Qt; in a program that sets none, the user's, such as "/home/pi/.local/share".
+///   and application names set with Qt; in a program that sets none, the user's ".local/share".
 ///
 /// The data directory need not exist. Values inherited from the parent process are replaced. Later calls change
 /// nothing. Diag::init() calls it first.
