@@ -201,14 +201,15 @@ TEST_F(PumpStation, StopSignalEndsTheRunWithTheTableSoFar)
 {
     for (const int signal : {SIGINT, SIGTERM})
     {
-        CChildProcess child({"sh", "-c", "exec \"$@\" > \"$0\"", path("out"), program, "--config",
-                             path("pump_station.ini"), "--speed", "600"});
-        ASSERT_TRUE(waitUntil([&] { return contentOf(path("out")).find('\n') != std::string::npos; }));
+        const std::string out = path("out" + std::to_string(signal)); // its own: a line in it is this program's
+        CChildProcess child(
+            {"sh", "-c", "exec \"$@\" > \"$0\"", out, program, "--config", path("pump_station.ini"), "--speed", "600"});
+        ASSERT_TRUE(waitUntil([&] { return contentOf(out).find('\n') != std::string::npos; }));
         child.kill(signal);
         EXPECT_EQ(child.wait(), 128 + signal);
         EXPECT_EQ(child.err(), "");
-        EXPECT_THAT(contentOf(path("out")), HasSubstr("recording        16:30 to 19:30, interrupted at 1"));
-        EXPECT_THAT(contentOf(path("out")), HasSubstr("events dropped        0\n"));
+        EXPECT_THAT(contentOf(out), HasSubstr("recording        16:30 to 19:30, interrupted at 1"));
+        EXPECT_THAT(contentOf(out), HasSubstr("events dropped        0\n"));
     }
 }
 
