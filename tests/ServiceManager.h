@@ -54,7 +54,10 @@ public:
         const timeval limit{seconds, 0};
         setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
         char text[1024];
-        const ssize_t size = recv(descriptor, text, sizeof text, 0);
+        ssize_t size = -1;
+        do
+            size = recv(descriptor, text, sizeof text, 0);
+        while (size < 0 && errno == EINTR); // signal(7): so it ends, too, in a process that was stopped and goes on
         if (size < 0)
             return std::nullopt;
         return std::string(text, static_cast<std::size_t>(size));
