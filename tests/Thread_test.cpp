@@ -1,11 +1,13 @@
 #include <kiv/Thread.h>
 
+#include <algorithm>
 #include <atomic>
 #include <fstream>
 #include <functional>
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -156,12 +158,20 @@ void countRunAndLoop(CThread& thread)
 TEST(Thread, DestroyedAtOnceAfterStartItHasRunOnce)
 {
     carelessRuns = 0;
+    const LogRecorder log(log4cplus::Logger::getRoot());
     for (int i = 0; i < 2000; ++i)
     {
         CarelessThread<countRunAndLoop> thread;
         thread.start();
     }
-    EXPECT_EQ(carelessRuns, 2000);
+    // A machine that stands still for a tenth of a second may find a body terminated in its very first steps.
+    const std::vector<std::string> texts = log.texts();
+    const auto terminated = std::count_if(texts.begin(), texts.end(), [](const std::string& text) {
+        return text.find("careless terminate") != text.npos;
+    });
+    EXPECT_LE(carelessRuns, 2000);
+    EXPECT_GE(carelessRuns + terminated, 2000);
+    EXPECT_LT(terminated, 20);
 }
 
 namespace
