@@ -15,40 +15,87 @@
 namespace tiny_utf8_detail
 {
 
+/// The position of the lowest byte in a word of top bits, which is not 0.
+inline std::size_t lowestByteOf(std::uint64_t topBits) noexcept
+{
+    return static_cast<unsigned>(__builtin_ctzll(topBits)) / 8;
+}
+
+/// True when 32 bytes are all ASCII.
+inline bool isAsciiOf32(const char* bytes) noexcept
+{
+    const auto wordAt = [bytes](std::size_t i) { return load<std::uint64_t>(bytes + i * sizeof(std::uint64_t)); };
+    return ((wordAt(0) | wordAt(1) | wordAt(2) | wordAt(3)) & highBits) == 0;
+}
+
 /// The first byte from `index` on that is not ASCII; `end` when there is none.
 inline std::size_t skipAscii(const char* data, std::size_t index, std::size_t end) noexcept
 {
     constexpr std::size_t word = sizeof(std::uint64_t);
-    const auto wordAt = [data](std::size_t i) { return load<std::uint64_t>(data + i); };
-    while (end - index >= 4 * word &&
-           ((wordAt(index) | wordAt(index + word) | wordAt(index + 2 * word) | wordAt(index + 3 * word)) & highBits) ==
-               0)
+    while (end - index >= 4 * word && isAsciiOf32(data + index))
         index += 4 * word;
     for (; end - index >= word; index += word)
-        if (const std::uint64_t bits = wordAt(index) & highBits)
-            return index + static_cast<std::size_t>(__builtin_ctzll(bits)) / 8;
+        if (const std::uint64_t bits = load<std::uint64_t>(data + index) & highBits)
+            return index + lowestByteOf(bits);
     while (index < end && static_cast<unsigned char>(data[index]) < 0x80)
         ++index;
     return index;
+}
+
+/// The top bits of those of eight bytes that begin a sequence, unless they stand in one that begins before them.
+inline std::uint64_t firstBytesOf8(const char* bytes) noexcept
+{
+    const auto word = load<std::uint64_t>(bytes);
+    return word & word << 1 & highBits;
 }
 
 /// Calls f(position, length) for each code point of several bytes that begins in [begin, end); one begins at `begin`.
 template<class F>
 void forEachMultiByte(const char* data, std::size_t begin, std::size_t end, std::size_t size, F f)
 {
-    std::size_t index = begin;
-    while (index < end)
-    {
-        if (static_cast<unsigned char>(data[index]) < 0x80)
-        {
-            index = skipAscii(data, index, end);
-            continue;
-        }
+    constexpr std::size_t word = sizeof(std::uint64_t);
+    std::size_t next = begin; // what lies before belongs to a sequence
+    const auto visit = [data, size, &next, &f](std::size_t index) {
+        if (index < next)
+            return;
         const std::size_t length = sequenceLength(data, index, size);
         if (length > 1)
             f(index, length);
-        index += length;
-    }
+        next = index + length;
+    };
+    const auto visitWord = [data, &visit](std::size_t index) {
+        for (std::uint64_t firsts = firstBytesOf8(data + index); firsts != 0; firsts &= firsts - 1)
+            visit(index + lowestByteOf(firsts));
+    };
+    std::size_t index = begin;
+    for (; end - index >= 4 * word; index += 4 * word)
+        if (!isAsciiOf32(data + index))
+            for (std::size_t i = 0; i < 4; ++i)
+                visitWord(index + i * word);
+    for (; end - index >= word; index += word)
+        visitWord(index);
+    for (; index < end; ++index)
+        if (static_cast<unsigned char>(data[index]) >= 0xC0)
+            visit(index);
+}
+
+/// The same for a whole short text, whose last word is filled up with ASCII. False when the text is malformed by a
+/// first byte that stands in a sequence or by a sequence that runs past the end; the calls then mean nothing.
+template<class F>
+bool forEachMultiByteOfShort(const char* text, std::size_t size, F f)
+{
+    std::size_t end = 0;
+    for (std::size_t word = 0; word < size; word += sizeof(std::uint64_t))
+        for (std::uint64_t firsts = firstBytesOf8(text + word); firsts != 0; firsts &= firsts - 1)
+        {
+            const std::size_t index = word + lowestByteOf(firsts);
+            if (index < end)
+                return false;
+            const std::size_t length = leadingOnes(text[index]);
+            f(index, length);
+            end = index + length;
+        }
+    return end <= size;
 }
 
 /// The code points of several bytes in a part of a text.
