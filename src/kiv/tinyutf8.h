@@ -357,6 +357,12 @@ private:
         tiny_utf8_detail::store(storage + fieldLength, newLength | heapMode);
     }
 
+    void growHeapLength(size_type added) noexcept
+    {
+        const auto field = tiny_utf8_detail::load<size_type>(storage + fieldLength);
+        tiny_utf8_detail::store(storage + fieldLength, field + added);
+    }
+
     /// True when every code point is known to take one byte; counts and indexes are the same then.
     bool hasSingleBytesOnly() const noexcept;
 
@@ -379,7 +385,7 @@ private:
     bool appendAscii(char c) noexcept;
     void appendCodePoint(char32_t codePoint);
     bool hasRoomAndTable(size_type added) const noexcept;
-    bool appendShortAscii(const utf8_string& text) noexcept;
+    void appendShortAscii(const utf8_string& text) noexcept;
     void appendAny(const utf8_string& text);
     bool appendShort(const utf8_string& text) noexcept;
     bool appendText(const utf8_string& text) noexcept;

@@ -55,29 +55,43 @@ CCodePointReference& CCodePointReference::operator=(char32_t codePoint)
     return *this;
 }
 
-void utf8_string::appendAny(const utf8_string& text)
-{
-    if (!isHeap() || !(text.isHeap() ? appendText(text) : appendShort(text) || appendText(text)))
-        splice(size(), 0, text);
-}
-
-/// The quick way to append what stands inside an object: when the table is in use and has room in any case.
+/// The quick way to append what stands inside an object to a string with a table in use and room for the bytes: when
+/// the table has room in any case.
 bool utf8_string::appendShort(const utf8_string& text) noexcept
 {
-    const size_type count = text.inlineSize();
-    const size_type oldSize = heapSize();
-    CLookupTable positions = table();
-    const size_type first = positions.count();
-    const size_type atMost = first + objectSize / 2;
-    if (!positions.isInUse() || oldSize + objectSize + positions.bytesFor(atMost) > heapCapacity() ||
-        !CLookupTable::isWorthwhile(atMost, oldSize) || !isCertainBoundary(text.storage, count))
-        return false;
-    std::memcpy(heapData() + oldSize, text.storage, objectSize); // zeros behind the text included
-    const Tally content = positions.record(first, oldSize, oldSize + count, oldSize + count);
-    positions.set(first + content.multiBytes, true);
-    setHeapSize(oldSize + count);
-    setHeapLength(heapLength() + count - content.extraBytes);
-    return true;
+    return table().withEntryType([this, &text](auto entry) {
+        const size_type oldSize = heapSize();
+        const size_type count = text.inlineSize();
+        CLookupTable positions = table();
+        const size_type atMost = positions.count() + count / 2;
+        if (oldSize + objectSize + atMost * sizeof entry > heapCapacity() ||
+            !CLookupTable::isWorthwhile(atMost, oldSize))
+            return false;
+        size_type entries = positions.count();
+        size_type codePoints = count;
+        if (!forEachMultiByteOfShort(text.storage, count, [&](size_type index, size_type length) {
+                positions.setPosition<decltype(entry)>(entries++, oldSize + index);
+                codePoints -= length - 1;
+            }))
+            return false;
+        std::memcpy(heapData() + oldSize, text.storage, objectSize); // zeros behind the text included
+        positions.set(entries, true);
+        setHeapSize(oldSize + count);
+        growHeapLength(codePoints);
+        return true;
+    });
+}
+
+/// Appends at the end of the buffer, or of a new one when that is full; what changes more is an edit like any other.
+void utf8_string::appendAny(const utf8_string& text)
+{
+    if (isHeap() && appendText(text))
+        return;
+    const size_type newSize = size() + text.size();
+    if (newSize > inlineCapacity)
+        makeRoom(newSize, text.isHeap() ? text.table().count() : 0);
+    if (!isHeap() || !appendText(text))
+        splice(size(), 0, text);
 }
 
 /// Appends a text that ends in a whole code point, when that changes nothing but counts and the end of the table; false
@@ -349,7 +363,7 @@ void utf8_string::makeRoom(size_type newSize, size_type newEntries)
         throw std::length_error("utf8_string: longer than max_size");
     if (isHeap() && newSize + 1 + table().bytes() <= heapCapacity())
         return;
-    const size_type entries = content().multiBytes;
+    const size_type entries = isHeap() ? table().count() : content().multiBytes;
     const size_type newCapacity = CLookupTable::capacityFor(newSize, entries + newEntries, grownCapacity());
     moveTo(allocateBuffer(newCapacity), newCapacity);
 }

@@ -131,7 +131,7 @@ inline bool utf8_string::appendAscii(char c) noexcept
         return false;
     tiny_utf8_detail::store<std::uint16_t>(heapData() + end, static_cast<unsigned char>(c)); // and the zero behind it
     setHeapSize(end + 1);
-    setHeapLength(heapLength() + 1);
+    growHeapLength(1);
     return true;
 }
 
@@ -145,22 +145,22 @@ inline bool utf8_string::hasRoomAndTable(size_type added) const noexcept
     return (header & 1) != 0 && heapSize() + added + tableBytes <= room;
 }
 
-/// Appends single-byte code points that stand inside an object, when there is nothing else to do.
-inline bool utf8_string::appendShortAscii(const utf8_string& text) noexcept
+/// Appends single-byte code points that stand inside an object, when there is room for them and nothing else to do.
+inline void utf8_string::appendShortAscii(const utf8_string& text) noexcept
 {
-    if (!isHeap() || text.isHeap() || text.requires_unicode_sso() || !hasRoomAndTable(objectSize))
-        return false;
     const size_type end = heapSize();
     const size_type count = text.inlineSize();
     std::memcpy(heapData() + end, text.storage, objectSize); // zeros behind the text included
     setHeapSize(end + count);
-    setHeapLength(heapLength() + count);
-    return true;
+    growHeapLength(count);
 }
 
 inline utf8_string& utf8_string::append(const utf8_string& text)
 {
-    if (!appendShortAscii(text))
+    const bool isQuick = isHeap() && !text.isHeap() && hasRoomAndTable(objectSize);
+    if (isQuick && !text.requires_unicode_sso())
+        appendShortAscii(text);
+    else if (!isQuick || !appendShort(text))
         appendAny(text);
     return *this;
 }

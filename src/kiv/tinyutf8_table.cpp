@@ -7,28 +7,10 @@
 namespace tiny_utf8_detail
 {
 
-template<class F>
-auto CLookupTable::withEntryType(F f) const noexcept
-{
-    if (shift == 0)
-        return f(std::uint8_t());
-    if (shift == 1)
-        return f(std::uint16_t());
-    if (shift == 2)
-        return f(std::uint32_t());
-    return f(std::uint64_t());
-}
-
 template<class Entry>
 std::size_t CLookupTable::position(std::size_t i) const noexcept
 {
     return load<Entry>(header - (i + 1) * sizeof(Entry));
-}
-
-template<class Entry>
-void CLookupTable::setPosition(std::size_t i, std::size_t byteIndex) noexcept
-{
-    store(header - (i + 1) * sizeof(Entry), static_cast<Entry>(byteIndex));
 }
 
 std::size_t CLookupTable::capacityFor(std::size_t size, std::size_t entries, std::size_t atLeast) noexcept
@@ -109,22 +91,20 @@ void CLookupTable::record(std::size_t i, std::size_t byteIndex) noexcept
     withEntryType([this, i, byteIndex](auto entry) { setPosition<decltype(entry)>(i, byteIndex); });
 }
 
-Tally CLookupTable::record(std::size_t first, std::size_t begin, std::size_t end, std::size_t size) noexcept
+void CLookupTable::record(std::size_t first, std::size_t begin, std::size_t end, std::size_t size) noexcept
 {
-    return withEntryType([this, first, begin, end, size](auto entry) {
-        Tally content;
-        forEachMultiByte(data, begin, end, size, [this, first, &content](std::size_t multiByte, std::size_t length) {
-            setPosition<decltype(entry)>(first + content.multiBytes++, multiByte);
-            content.extraBytes += length - 1;
+    withEntryType([=](auto entry) {
+        std::size_t next = first;
+        forEachMultiByte(data, begin, end, size, [this, &next](std::size_t index, std::size_t) {
+            setPosition<decltype(entry)>(next++, index);
         });
-        return content;
     });
 }
 
 void CLookupTable::copyAll(const CLookupTable& other) noexcept
 {
     store(header, load<std::uint64_t>(other.header));
-    if (shift == other.shift)
+    if (entryShift(capacity()) == entryShift(other.capacity()))
         std::memcpy(header - bytes(), other.header - bytes(), bytes());
     else
         copy(0, other, 0);

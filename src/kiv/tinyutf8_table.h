@@ -11,8 +11,6 @@
 namespace tiny_utf8_detail
 {
 
-struct Tally;
-
 /// Memory for a buffer of this capacity and the table's header; throws std::bad_alloc.
 inline char* allocateBuffer(std::size_t capacity)
 {
@@ -38,13 +36,11 @@ inline void freeBuffer(char* buffer) noexcept { ::operator delete(buffer); }
 class CLookupTable
 {
 public:
-    CLookupTable(char* buffer, std::size_t capacity) noexcept
-        : data(buffer), header(buffer + capacity), shift(entryShift(capacity))
-    {}
+    CLookupTable(char* buffer, std::size_t capacity) noexcept : data(buffer), header(buffer + capacity) {}
 
     /// True while so few of `size` bytes begin a multi-byte code point that the table is worth its memory: two fifths
     /// of the text's at two bytes an entry. Denser text is scanned nearly as fast.
-    static bool isWorthwhile(std::size_t entries, std::size_t size) noexcept { return entries <= size / 5; }
+    static bool isWorthwhile(std::size_t entries, std::size_t size) noexcept { return 5 * entries <= size; }
 
     /// True when the bytes behind first ones are so few that a table will not be dropped again soon.
     static bool isSparse(std::size_t extraBytes, std::size_t size) noexcept { return extraBytes <= size / 7; }
@@ -55,7 +51,11 @@ public:
     bool isInUse() const noexcept { return (load<std::uint64_t>(header) & 1) != 0; }
     std::size_t count() const noexcept { return load<std::uint64_t>(header) >> 1; }
     std::size_t bytes() const noexcept { return bytesFor(count()); }
-    std::size_t bytesFor(std::size_t entries) const noexcept { return entries << shift; }
+    std::size_t bytesFor(std::size_t entries) const noexcept { return entries << entryShift(capacity()); }
+
+    /// Returns f(value) with a value of the entries' type.
+    template<class F>
+    auto withEntryType(F f) const noexcept;
 
     /// Sets the number of entries and uses the table, or lets it rest.
     void set(std::size_t entries, bool isUsed) noexcept { store<std::uint64_t>(header, entries << 1 | isUsed); }
@@ -77,11 +77,13 @@ public:
     /// `distance`, which wraps for a move downwards. There must be room; the header stays as it is.
     void replace(std::size_t first, std::size_t removed, std::size_t added, std::size_t distance) noexcept;
 
-    /// Writes the entry `i`.
+    /// Writes the entry `i`; the quick form is for an entry type that is known.
     void record(std::size_t i, std::size_t byteIndex) noexcept;
+    template<class Entry>
+    void setPosition(std::size_t i, std::size_t byteIndex) noexcept;
 
-    /// Writes entries from `first` on: what begins in [begin, end) of the data; it returns what that was.
-    Tally record(std::size_t first, std::size_t begin, std::size_t end, std::size_t size) noexcept;
+    /// Writes entries from `first` on: what begins in [begin, end) of the data.
+    void record(std::size_t first, std::size_t begin, std::size_t end, std::size_t size) noexcept;
 
     /// Becomes the same as another table. There must be room.
     void copyAll(const CLookupTable& other) noexcept;
@@ -90,17 +92,32 @@ public:
     void copy(std::size_t first, const CLookupTable& other, std::size_t distance) noexcept;
 
 private:
-    template<class F>
-    auto withEntryType(F f) const noexcept;
+    std::size_t capacity() const noexcept { return static_cast<std::size_t>(header - data); }
     template<class Entry>
     std::size_t position(std::size_t i) const noexcept;
-    template<class Entry>
-    void setPosition(std::size_t i, std::size_t byteIndex) noexcept;
 
     const char* data;
     char* header;
-    unsigned shift;
 };
+
+template<class F>
+auto CLookupTable::withEntryType(F f) const noexcept
+{
+    const std::size_t highest = capacity() - 1;
+    if (highest <= UINT8_MAX)
+        return f(std::uint8_t());
+    if (highest <= UINT16_MAX)
+        return f(std::uint16_t());
+    if (highest <= UINT32_MAX)
+        return f(std::uint32_t());
+    return f(std::uint64_t());
+}
+
+template<class Entry>
+void CLookupTable::setPosition(std::size_t i, std::size_t byteIndex) noexcept
+{
+    store(header - (i + 1) * sizeof(Entry), static_cast<Entry>(byteIndex));
+}
 
 } // namespace tiny_utf8_detail
 
