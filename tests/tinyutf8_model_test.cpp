@@ -21,8 +21,6 @@ constexpr int modelOperations = 50'000;
 constexpr int modelOperations = 1'000'000;
 #endif
 
-constexpr auto npos = utf8_string::npos;
-
 std::string encoded(const std::u32string& text) { return utf8_string(text.data(), text.size()).cpp_str(); }
 
 /// Random texts and places.
@@ -283,5 +281,26 @@ TEST(Utf8String, CountsAndTableFollowEditsOfMalformedBytes)
         {
             ASSERT_EQ(faultOfViews(string, expected), "") << "operation " << i;
         }
+    }
+}
+
+TEST(Utf8String, PiecesOfAnyBytesAreCountedBehindThinText)
+{
+    CDice dice(3);
+    utf8_string string;
+    std::string expected;
+    for (int i = 0; i < modelOperations / 40; ++i)
+    {
+        if (i % 100 == 0)
+        {
+            string = utf8_string(200 + dice.upTo(200), 'a');
+            expected = string.cpp_str();
+            dice.rareness = std::size_t{1} << dice.upTo(5);
+        }
+        const std::string bytes = std::string(dice.upTo(19), 'b') + dice.bytes(12);
+        const std::string thinner(dice.upTo(60), 'c');
+        string.append(raw(bytes)).append(thinner);
+        expected.append(bytes).append(thinner);
+        ASSERT_EQ(faultOf(string, expected), "") << "operation " << i;
     }
 }
