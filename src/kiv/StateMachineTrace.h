@@ -50,8 +50,9 @@ struct TraceRecord
 /// off. Machine and trace may be destroyed in any order: the trace keeps names of its own.
 ///
 /// Threads: construction, like building the machine, before its start(). Everything else from any thread while the
-/// machine runs. Destruction waits for receivers that are just at work. Errors: construction throws std::bad_alloc.
-/// What cannot be kept is counted by lostRecords().
+/// machine runs. Destruction waits for receivers that are just at work.
+/// Errors: construction throws std::bad_alloc, or std::length_error for a capacity that no machine has. What cannot be
+/// kept is counted by lostRecords().
 class KIV_API CStateMachineTrace
 {
 public:

@@ -57,12 +57,14 @@ public:
     void clear()
     {
         abandoned.store(0, std::memory_order_relaxed);
-        first.store(next.load(std::memory_order_relaxed), std::memory_order_relaxed);
+        first.store(next.load(std::memory_order_relaxed), std::memory_order_release);
     }
 
     std::uint64_t lost() const
     {
-        const std::uint64_t made = next.load(std::memory_order_relaxed) - first.load(std::memory_order_relaxed);
+        // In this order, so that a clear() in between does not put the beginning behind the end.
+        const std::uint64_t begin = first.load(std::memory_order_acquire);
+        const std::uint64_t made = next.load(std::memory_order_relaxed) - begin;
         const std::uint64_t overwritten = made > capacity() ? made - capacity() : 0;
         return overwritten + abandoned.load(std::memory_order_relaxed);
     }
