@@ -183,14 +183,19 @@ TEST_F(StateMachineDiagram, NamesMayHoldAnything)
     quoted->addTransitionTo(new CState("", &machine), "<b>:;\n#");
     quoted->addTransitionTo(new CState("end", &machine), "\\");
     quoted->addTransitionTo(new CState("2nd", &machine), "ä");
+    quoted->addTransitionTo(new CState("&lt;\x01/'__\"", &machine), "\t");
     const std::string svg = svgOf(machine);
     EXPECT_THAT(svg, HasSubstr(">say &quot;hi&quot;; a&#45;&gt;b: \\n {#1}<"));
     EXPECT_THAT(svg, HasSubstr("&lt;b&gt;:;"));
+    EXPECT_THAT(svg, HasSubstr(">&amp;lt; /&#39;__&quot;<"));
     const std::string mermaid = stateMachineDiagram(machine, Kiv::DiagramMermaid);
     EXPECT_THAT(mermaid, HasSubstr("    state \"say #34;hi#34;#59; a-#62;b#58; #92;n #123;#35;1#125;\" as say__hi"));
     EXPECT_THAT(mermaid, HasSubstr(" --> state_ : #60;b#62;#58;#59; #35;\n"));
     EXPECT_THAT(mermaid, HasSubstr("    state \"end\" as end_\n"));
     EXPECT_THAT(mermaid, HasSubstr("    state \"2nd\" as state2nd\n"));
+    EXPECT_THAT(mermaid, HasSubstr(" --> _lt_______\n"));
+    const std::string plantUml = stateMachineDiagram(machine, Kiv::DiagramPlantUml);
+    EXPECT_THAT(plantUml, HasSubstr("state \"<U+0026>lt<U+003B> <U+002F><U+0027><U+005F><U+005F><U+0022>\" as _lt"));
 }
 
 TEST_F(StateMachineDiagram, EqualNamesStayDifferentStates)

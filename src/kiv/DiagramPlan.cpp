@@ -13,11 +13,11 @@ namespace Kiv
 namespace
 {
 
-// Words that open a statement in one of the languages.
+// Words that open a statement in one of the languages, or mean the whole diagram.
 constexpr const char* reservedWords[] = {
-    "as",   "class", "classdef",  "click",  "default", "direction", "end",    "footer", "header",
-    "hide", "json",  "left",      "legend", "map",     "note",      "remove", "right",  "scale",
-    "show", "skin",  "skinparam", "sprite", "state",   "style",     "title",
+    "as",   "class", "classdef", "click",  "default",   "direction", "end",    "footer",  "header",
+    "hide", "json",  "left",     "legend", "map",       "note",      "remove", "restore", "right",
+    "root", "scale", "show",     "skin",   "skinparam", "sprite",    "state",  "style",   "title",
 };
 
 std::string lowered(std::string text)

@@ -1,5 +1,7 @@
 #include <kiv/StateMachineDiagram.h>
 
+#include <cstdio>
+
 #include <kiv/StateMachine.h>
 #include <kiv/Transition.h>
 
@@ -85,7 +87,8 @@ private:
     std::string shownName(const CAbstractState* state) const
     {
         const std::string& id = plan.idOf(state);
-        return id == state->name() ? id : "\"" + escaped(state->name()) + "\" as " + id;
+        const bool isPlain = id == state->name() && id.find("__") == id.npos; // two would underline the rest
+        return isPlain ? id : "\"" + escaped(state->name()) + "\" as " + id;
     }
 
     /// With the arrows between the regions of parallel groups below: they belong into none of the regions.
@@ -94,8 +97,9 @@ private:
         for (const CTransition* transition : plan.arrowsWithin(group))
         {
             const std::string label = escaped(plan.labelOf(transition));
+            const bool isBlank = label.find_first_not_of(' ') == label.npos;
             line(plan.idOf(transition->source()) + " --> " + plan.idOf(transition->target()) +
-                 (label.empty() ? "" : " : " + label));
+                 (isBlank ? "" : " : " + label));
         }
         for (const CAbstractState* child : group->children())
             if (const CState* inner = asGroup(child); inner && isParallel(inner))
@@ -145,14 +149,23 @@ private:
             else if (code < ' ' || code == 0x7f)
                 result += ' ';
             else
-                result += (mermaid ? "#" : "&#") + std::to_string(code) + ";";
+                result += mermaid ? "#" + std::to_string(code) + ";" : inPlantUml(code);
         }
         return result;
     }
 
-    static bool isSign(char character)
+    static std::string inPlantUml(unsigned char code)
     {
-        return std::string("\"#%&:;<>[\\]{}|~*^`\x7f").find(character) != std::string::npos;
+        char text[16];
+        std::snprintf(text, sizeof text, "<U+%04X>", static_cast<unsigned>(code));
+        return text;
+    }
+
+    bool isSign(char character) const
+    {
+        static const std::string ofBoth = "\"#%&:;<>[\\]{}|~*^`\x7f";
+        static const std::string ofPlantUml = "'/-_=."; // comments and, doubled, ways of writing
+        return ofBoth.find(character) != ofBoth.npos || (!mermaid && ofPlantUml.find(character) != ofPlantUml.npos);
     }
 
     const CDiagramPlan& plan;

@@ -23,12 +23,17 @@ constexpr const char* preamble =
     edge [color="#546e7a", fontname="Helvetica,Arial,sans-serif", fontsize=10, fontcolor="#263238", arrowsize=0.7];
 )";
 
+/// A text in which nothing is an escape, an entity or, in the picture, no character of XML.
 std::string quoted(const std::string& text)
 {
     std::string result = "\"";
     for (const char character : text)
         if (character == '\n')
             result += "\\n";
+        else if (character == '&')
+            result += "&amp;";
+        else if (static_cast<unsigned char>(character) < ' ')
+            result += ' ';
         else
             result += std::string(character == '"' || character == '\\' ? "\\" : "") + character;
     return result + "\"";
