@@ -1,9 +1,14 @@
 /// kiv: the library's services at the command line.
 
+#include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <iostream>
 #include <string>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 
@@ -43,8 +48,19 @@ void addCommands(CLI::App& program)
     program.set_version_flag("--version", "kiv (libkiv) " KIV_VERSION, "Print the version and end");
 }
 
-int complain(const std::string& reason, int status)
+/// A descriptor that is closed would be the next file's, which then got what is printed.
+void occupyStandardDescriptors()
 {
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
+        if (fcntl(descriptor, F_GETFD) < 0)
+            open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY); // using it still fails
+}
+
+/// One line, whatever the arguments in it hold.
+int complain(std::string reason, int status)
+{
+    std::replace_if(
+        reason.begin(), reason.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
     if (!reason.empty())
         std::fprintf(stderr, "kiv: %s\n", reason.c_str());
     return status;
@@ -62,10 +78,7 @@ std::string usageReason(const CLI::App& program, const CLI::ParseError& error)
     }
     if (!command->get_subcommands({}).empty() && !command->remaining().empty())
         return "no such command: " + command->remaining().front() + "; see " + path + " --help";
-    std::string reason = error.what();
-    for (char& character : reason)
-        character = character == '\n' ? ' ' : character;
-    return reason + "; see " + path + " --help";
+    return std::string(error.what()) + "; see " + path + " --help";
 }
 
 int end(const CLI::App& program, const CLI::ParseError& error)
@@ -101,6 +114,8 @@ int run(CLI::App& program, int argc, char** argv)
 
 int main(int argc, char** argv)
 {
+    occupyStandardDescriptors();
+    std::signal(SIGXFSZ, SIG_IGN); // a file that grows too large is a failure like others
     try
     {
         CLI::App program(description, "kiv");
