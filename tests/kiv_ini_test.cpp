@@ -10,6 +10,7 @@
 
 #include <kiv/IniFile.h>
 
+#include "FileReplacement.h"
 #include "IniEdit.h"
 #include "IniLines.h"
 #include "KivTool.h"
@@ -117,6 +118,8 @@ TEST_F(KivIni, GetAndList)
                 Prints("[Pump]\nName=\"a\\b\"\t\xC3\xA4\xFF\nPeriod=10\nPeriod=11\n[Empty]\n[Pump]\nName=second\n"));
     EXPECT_THAT(runShell("printf '[A]\\nk=1\\n' | kiv ini list --json -"),
                 Prints("[\n{\"section\":\"A\",\"keys\":[{\"key\":\"k\",\"value\":\"1\"}]}\n]\n"));
+    for (const char* file : {"-", "/dev/stdin"})
+        EXPECT_THAT(runShell("printf '[A]\\nk=1\\n' | kiv ini get " + std::string(file) + " A k"), Prints("1\n"));
     write("[A]\nk=1\n[B\n");
     EXPECT_THAT(runTool({"ini", "get", path, "A", "k"}), Refuses(2, "test.ini:3: a section without ]"));
     EXPECT_THAT(runTool({"ini", "list", directory.path() / "none.ini"}), Refuses(3, "No such entity"));
@@ -328,4 +331,34 @@ TEST_F(KivIni, SetMakesAFileOnlyWhenAskedTo)
     EXPECT_THAT(runTool({"ini", "set", "--create", directory.path() / "no" / "x.ini", "A", "k", "1"}),
                 Refuses(3, "No such entity"));
     EXPECT_THAT(runTool({"ini", "set", directory.path(), "A", "k", "1"}), Refuses(2, "not a file"));
+    EXPECT_THAT(runTool({"ini", "set", "--create", "-", "A", "k", "1"}), Refuses(2, "standard input"));
+    const std::string link = directory.path() / "link.ini";
+    std::filesystem::create_symlink("none.ini", link);
+    EXPECT_THAT(runTool({"ini", "set", "--create", link, "A", "k", "1"}), Refuses(3, "leads nowhere"));
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+}
+
+TEST_F(KivIni, SetsAtTheSameTimeAllCount)
+{
+    write("[A]\n");
+    EXPECT_THAT(runShell("for i in 0 1 2 3 4 5 6 7 8 9; do kiv ini set " + path + " A key$i $i & done; wait"),
+                Prints(""));
+    EXPECT_EQ(Tool::iniLines(read()).size(), 11U) << read();
+}
+
+TEST_F(KivIni, SetLeavesNothingBehindWhenItCannotEnd)
+{
+    const std::string text = "[A]\nk=1\n;" + std::string(20000, 'x') + '\n';
+    write(text);
+    EXPECT_THAT(runShell("ulimit -f 8; kiv ini set " + path + " A k 2"), Refuses(3, "test.ini"));
+    EXPECT_EQ(read(), text);
+    EXPECT_EQ(filesInFolder(), 1U);
+    const auto replaceUnderASignal = [this] {
+        Tool::CFileReplacement replacement(path, "[A]\n", false);
+        raise(SIGTERM);
+        replacement.commit();
+    };
+    EXPECT_EXIT(replaceUnderASignal(), testing::KilledBySignal(SIGTERM), "");
+    EXPECT_EQ(read(), "[A]\n");
+    EXPECT_EQ(filesInFolder(), 1U);
 }

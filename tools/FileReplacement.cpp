@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -46,6 +47,12 @@ std::string folderOf(const std::string& path)
     return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
+bool isLink(const std::string& path)
+{
+    struct stat status = {};
+    return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
 bool writeAll(int descriptor, const std::string& content)
 {
     std::size_t done = 0;
@@ -67,6 +74,30 @@ mode_t creationMode()
 }
 
 } // namespace
+
+CEditLock::CEditLock(const std::string& path)
+    : folder(::open(folderOf(resolved(path)).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+{
+    while (folder >= 0 && flock(folder, LOCK_EX) != 0 && errno == EINTR)
+    {}
+}
+
+CEditLock::~CEditLock()
+{
+    if (folder >= 0)
+        ::close(folder);
+}
+
+CHeldSignals::CHeldSignals()
+{
+    sigset_t held;
+    sigemptyset(&held);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
+        sigaddset(&held, signal);
+    sigprocmask(SIG_BLOCK, &held, &before);
+}
+
+CHeldSignals::~CHeldSignals() { sigprocmask(SIG_SETMASK, &before, nullptr); }
 
 CFileReplacement::CFileReplacement(const std::string& path, const std::string& content, bool mayCreate)
     : oldPath(resolved(path))
@@ -101,11 +132,13 @@ void CFileReplacement::takeOverOwner(int descriptor, bool mayCreate) const
     struct stat own = {};
     if (stat(oldPath.c_str(), &old) != 0)
     {
+        if (errno == ENOENT && isLink(oldPath))
+            throw CToolError(ExitFailed, oldPath + ": the symbolic link leads nowhere");
         if (errno != ENOENT || !mayCreate || fchmod(descriptor, creationMode()) != 0)
             throw systemFailure(oldPath);
         return;
     }
-    if (fstat(descriptor, &own) != 0)
+    if (access(oldPath.c_str(), W_OK) != 0 || fstat(descriptor, &own) != 0)
         throw systemFailure(oldPath);
     const bool isOtherOwner = old.st_uid != own.st_uid || old.st_gid != own.st_gid;
     if ((isOtherOwner && fchown(descriptor, old.st_uid, old.st_gid) != 0) ||

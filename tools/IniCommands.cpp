@@ -47,14 +47,12 @@ std::vector<IniLine> loadableLines(const std::string& path, const std::string& t
 
 void getValue(const IniOptions& options)
 {
-    loadableLines(options.file, readInput(options.file));
-    Kiv::CIniFile ini(options.file);
-    require(options.file, ini.load());
-    const Kiv::CIniFileKey* key = ini.findKey(options.setting.section, options.setting.key);
-    if (key == nullptr)
-        throw CToolError(ExitNo, options.file + ": no key \"" + options.setting.key + "\" in section \"" +
+    const std::vector<IniLine> lines = loadableLines(options.file, readInput(options.file)); // once: it may be a pipe
+    const std::size_t place = findKey(lines, options.setting.section, options.setting.key);
+    if (place == lines.size())
+        throw CToolError(ExitNo, inputName(options.file) + ": no key \"" + options.setting.key + "\" in section \"" +
                                      options.setting.section + '"');
-    printLine(options.json ? jsonString(key->value()) : key->value());
+    printLine(options.json ? jsonString(lines[place].value) : lines[place].value);
 }
 
 struct ListedSection
@@ -111,6 +109,8 @@ void listKeys(const IniOptions& options)
 std::string currentText(const IniOptions& options)
 {
     struct stat status = {};
+    if (options.file == "-")
+        throw badInput("standard input cannot be changed; a file of this name is ./-");
     if (options.create && stat(options.file.c_str(), &status) != 0)
         return "";
     if (stat(options.file.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
@@ -131,6 +131,7 @@ void requireReadBack(const std::string& path, const IniOptions& options)
 void setValue(const IniOptions& options)
 {
     requireWritable(options.setting);
+    const CEditLock lock(options.file);
     const std::string before = currentText(options);
     loadableLines(options.file, before);
     const std::string after = withSetting(before, options.setting);
