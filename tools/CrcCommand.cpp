@@ -85,7 +85,9 @@ void addCrcCommand(CLI::App& program)
     CLI::Option* file = crc->add_option("FILE", options->file, "What to read; standard input by default and for -");
     CLI::Option* hex = crc->add_option("--hex", options->hex, "Bytes in hexadecimal instead of a file");
     hex->type_name("BYTES")->excludes(file);
-    crc->add_option("--poly", options->polynomial, "A CRC with this polynomial instead")->type_name("POLYNOMIAL");
+    crc->add_option("--poly", options->polynomial, "A CRC with this polynomial instead")
+        ->type_name("POLYNOMIAL")
+        ->check(notEmpty());
     addJson(*crc, options->json);
     crc->footer("By default the CRC-8 of one-wire devices (0x8C, reflected). With --poly a CRC from 0,\n"
                 "most significant bit first, not reflected, no final XOR; the polynomial has its\n"

@@ -1,4 +1,8 @@
 /// kiv gpio: single lines through sysfs.
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
 #include <memory>
 #include <string>
 #include <utility>
@@ -12,6 +16,7 @@
 #include "Command.h"
 #include "GpioLine.h"
 #include "GpioWatch.h"
+#include "Input.h"
 #include "Json.h"
 #include "Sysfs.h"
 
@@ -122,6 +127,17 @@ void addSet(CLI::App& gpio)
     set->callback([options] { setLevels(*options); });
 }
 
+CLI::Validator seconds()
+{
+    const auto check = [](const std::string& text) {
+        char* end = nullptr;
+        const double number = std::strtod(text.c_str(), &end);
+        const bool isTime = !text.empty() && *end == '\0' && std::isfinite(number) && number >= 0;
+        return isTime ? std::string() : "no time in seconds: " + text;
+    };
+    return {check, ""};
+}
+
 void addWatch(CLI::App& gpio)
 {
     const auto options = std::make_shared<GpioWatchOptions>();
@@ -132,10 +148,10 @@ void addWatch(CLI::App& gpio)
         ->check(CLI::IsMember({"both", "rising", "falling"}).description(""));
     watch->add_option("--count", options->count, "End after so many edges")
         ->type_name("N")
-        ->check(CLI::Validator(CLI::PositiveNumber).description(""));
+        ->transform(wholeNumber(1, std::numeric_limits<std::uint64_t>::max()));
     watch->add_option("--timeout", options->timeoutSeconds, "End with status 1 when no edge comes for so long")
         ->type_name("SECONDS")
-        ->check(CLI::Validator(CLI::NonNegativeNumber).description(""));
+        ->check(seconds());
     addJson(*watch, options->json);
     watch->footer("Begins with the level at first; several edges within a short time may come as one.\n"
                   "At the end, also by Ctrl-C, the line is set back as it was.");

@@ -1,10 +1,13 @@
 /// kiv hours: the record of an hour meter in a storage file.
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <limits>
 #include <memory>
 #include <string>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 
@@ -12,6 +15,7 @@
 #include <kiv/HourMeter.h>
 
 #include "Command.h"
+#include "Input.h"
 #include "Json.h"
 
 namespace Tool
@@ -39,15 +43,21 @@ Storage openStorage(const HoursOptions& options)
     return storage;
 }
 
-/// The record as it stands; a meter would count the time since its construction.
-std::uint32_t readRecord(Kiv::CFileStorage& storage, const HoursOptions& options)
+/// The record as it stands; a meter would count the time since its construction, and a storage must be writable.
+std::uint32_t readRecord(const HoursOptions& options)
 {
-    char record[sizeof(std::uint32_t)] = {};
-    require(options.file, storage.read(record, sizeof record, options.offset));
-    if (!storage.isGood())
-        throw badInput(options.file + ": the file ends before a record at offset " + std::to_string(options.offset));
+    const int file = open(options.file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (file < 0)
+        throw systemFailure(options.file);
     std::uint32_t seconds = 0;
-    std::memcpy(&seconds, record, sizeof seconds);
+    const ssize_t size = pread(file, &seconds, sizeof seconds, options.offset);
+    const int reason = errno;
+    close(file);
+    errno = reason;
+    if (size < 0)
+        throw systemFailure(options.file);
+    if (size != sizeof seconds)
+        throw badInput(options.file + ": the file ends before a record at offset " + std::to_string(options.offset));
     return seconds;
 }
 
@@ -61,14 +71,14 @@ std::string hoursText(std::uint32_t seconds)
 
 void show(const HoursOptions& options)
 {
-    const std::uint32_t seconds = readRecord(*openStorage(options), options);
+    const std::uint32_t seconds = readRecord(options);
     printLine(options.json ? CJsonObject().addNumber("seconds", seconds).text() : hoursText(seconds));
 }
 
 void reset(const HoursOptions& options)
 {
+    const std::uint32_t seconds = readRecord(options);
     const Storage storage = openStorage(options);
-    const std::uint32_t seconds = readRecord(*storage, options);
     Kiv::CHourMeter meter(std::numeric_limits<int>::max());
     meter.setMemory(storage, options.offset);
     meter.reset();
@@ -84,7 +94,7 @@ CLI::App* addCommand(CLI::App& hours, const Options& options, const char* name, 
     command->add_option("FILE", options->file, "The storage file")->required();
     command->add_option("--offset", options->offset, "Where the record lies in the file, 0 by default")
         ->type_name("BYTES")
-        ->check(CLI::Validator(CLI::NonNegativeNumber).description(""));
+        ->transform(wholeNumber(0, std::numeric_limits<int>::max()));
     addJson(*command, options->json);
     return command;
 }

@@ -4,6 +4,8 @@
 #include <charconv>
 #include <cstdio>
 
+#include <CLI/CLI.hpp>
+
 #include <kiv/string_utility.h>
 
 #include "Command.h"
@@ -22,6 +24,24 @@ std::optional<std::uint64_t> parseNumber(std::string_view text)
     if (fault != std::errc() || stop != end)
         return std::nullopt;
     return number;
+}
+
+CLI::Validator wholeNumber(std::uint64_t least, std::uint64_t most)
+{
+    return {[=](std::string& text) {
+                const auto number = parseNumber(text);
+                if (!number || *number < least || *number > most)
+                    return "no whole number from " + std::to_string(least) + " to " + std::to_string(most) + ": " +
+                           text;
+                text = std::to_string(*number);
+                return std::string();
+            },
+            ""};
+}
+
+CLI::Validator notEmpty()
+{
+    return {[](std::string& text) { return text.empty() ? std::string("the value is empty") : std::string(); }, ""};
 }
 
 std::string inputName(const std::string& path) { return path == "-" ? "standard input" : path; }

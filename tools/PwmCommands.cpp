@@ -1,5 +1,6 @@
 /// kiv pwm: PWM chips and channels through sysfs.
 #include <cstdio>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -217,10 +218,15 @@ void addSet(CLI::App& pwm, const Options& options)
 {
     CLI::App* command = pwm.add_subcommand("set", "Set up a channel and switch it");
     command->add_option("CHIP", options->chip, chipHelp)->required();
-    command->add_option("CHANNEL", options->channel, "The channel's number, from 0")->required();
+    command->add_option("CHANNEL", options->channel, "The channel's number, from 0")
+        ->required()
+        ->transform(wholeNumber(0, std::numeric_limits<unsigned>::max()));
     command->add_option("--period", options->period, "A time, 20000 (ns), 20us, 1.5ms, or a frequency, 50Hz, 20kHz")
-        ->type_name("TIME");
-    command->add_option("--duty", options->duty, "A time, or a part of the period, 25%")->type_name("TIME");
+        ->type_name("TIME")
+        ->check(notEmpty());
+    command->add_option("--duty", options->duty, "A time, or a part of the period, 25%")
+        ->type_name("TIME")
+        ->check(notEmpty());
     command->add_option("--polarity", options->polarity, "normal or inversed")
         ->type_name("POLARITY")
         ->check(CLI::IsMember({"normal", "inversed"}).description(""));
@@ -240,7 +246,7 @@ void addPwmCommands(CLI::App& program)
     CLI::App* pwm = program.add_subcommand("pwm", "Show and set PWM channels");
     pwm->require_subcommand(1);
     CLI::App* command = pwm->add_subcommand("show", "Print the state of all channels");
-    command->add_option("CHIP", options->chip, chipHelp);
+    command->add_option("CHIP", options->chip, chipHelp)->check(notEmpty());
     addJson(*command, options->json);
     command->callback([options] { show(*options); });
     addSet(*pwm, options);

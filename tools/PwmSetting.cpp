@@ -55,10 +55,11 @@ std::optional<double> parseFrequency(const std::string& text)
     return std::nullopt;
 }
 
-unsigned wholeNanoseconds(const std::string& text, const std::optional<double>& time)
+unsigned wholeNanoseconds(const std::string& text, const std::optional<double>& time, double least)
 {
-    if (!time || !(*time <= mostNanoseconds))
-        throw badInput("no time of at most 2147483647 ns: " + text + " (20000, 20us, 1.5ms)");
+    if (!time || !(*time >= least) || !(*time <= mostNanoseconds))
+        throw badInput("no time of " + std::to_string(std::lround(least)) + " to 2147483647 ns: " + text +
+                       " (20000, 20us, 1.5ms)");
     return static_cast<unsigned>(std::lround(*time));
 }
 
@@ -87,7 +88,7 @@ void setPeriodAndDutyCycle(const PwmPlace& place, const PwmState& before, const 
 unsigned parsePeriod(const std::string& text)
 {
     const auto ofFrequency = parseFrequency(text);
-    return wholeNanoseconds(text, ofFrequency ? ofFrequency : parseTime(text));
+    return wholeNanoseconds(text, ofFrequency ? ofFrequency : parseTime(text), 1);
 }
 
 void parseDutyCycle(const std::string& text, PwmWish& wish)
@@ -100,7 +101,7 @@ void parseDutyCycle(const std::string& text, PwmWish& wish)
     else if (unitName == "%")
         throw badInput("no part of the period: " + text);
     else
-        wish.dutyCycle_ns = wholeNanoseconds(text, parseTime(text));
+        wish.dutyCycle_ns = wholeNanoseconds(text, parseTime(text), 0);
 }
 
 std::string nameOf(const PwmPlace& place)
