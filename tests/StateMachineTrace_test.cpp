@@ -213,6 +213,7 @@ TEST(StateMachineTrace, DroppedEventsAndTransitionsAreRecorded)
     for (int i = 0; i < 65; ++i)
         subject.machine.postEvent(1);
     subject.a->transitions()[0]->trigger(Kiv::CTransition::TriggerQueued);
+    subject.a->addTransitionTo(subject.b, "too late")->trigger(Kiv::CTransition::TriggerQueued);
     EXPECT_THAT(linesOf(trace), ElementsAre("dropped event 1", "dropped on: Work.Left.A -> Work.Left.B"));
     EXPECT_THAT(trace.toText(), HasSubstr("[" + std::to_string(gettid()) + "] dropped event 1\n"));
 }

@@ -13,6 +13,7 @@ using Kiv::CState;
 using Kiv::CStateMachine;
 using Kiv::CTransition;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace
@@ -156,6 +157,22 @@ TEST(StateMachineValidation, WaysInDecideWhatAGroupNeeds)
     EXPECT_THAT(sentences(direct.machine),
                 ElementsAre("The history state of Extra has no default state, so entering it for the first time enters "
                             "none of its states."));
+}
+
+TEST(StateMachineValidation, AWayIntoOneRegionEntersTheOthersByThemselves)
+{
+    CStateMachine machine;
+    auto* start = new CState("Start", &machine);
+    machine.setInitialState(start);
+    auto* both = new CState("Both", &machine);
+    both->setChildMode(CState::ChildModeParallel);
+    auto* left = new CState("Left", both);
+    start->addTransitionTo(new CState("L", left), "into the left region");
+    auto* right = new CState("Right", both);
+    auto* idle = new CState("Idle", right);
+    EXPECT_THAT(sentences(machine), ElementsAre(HasSubstr("Both.Right has no initial state")));
+    right->setInitialState(idle);
+    EXPECT_THAT(sentences(machine), IsEmpty());
 }
 
 TEST(StateMachineValidation, ChainedTransitionsInTheOtherOrderAreFine)
