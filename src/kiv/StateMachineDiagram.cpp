@@ -140,12 +140,12 @@ private:
     std::string escaped(const std::string& name) const
     {
         std::string result;
-        for (const char character : name)
+        for (std::size_t i = 0; i < name.size(); ++i)
         {
-            const auto code = static_cast<unsigned char>(character);
-            const bool plain = code >= 0x80 || code == ' ' || (code > ' ' && !isSign(character));
+            const auto code = static_cast<unsigned char>(name[i]);
+            const bool plain = code >= 0x80 || code == ' ' || (code > ' ' && !isSign(name, i));
             if (plain)
-                result += character;
+                result += name[i];
             else if (code < ' ' || code == 0x7f)
                 result += ' ';
             else
@@ -161,11 +161,18 @@ private:
         return text;
     }
 
-    bool isSign(char character) const
+    bool isSign(const std::string& name, std::size_t i) const
     {
         static const std::string ofBoth = "\"#%&:;<>[\\]{}|~*^`\x7f";
-        static const std::string ofPlantUml = "'/-_=."; // comments and, doubled, ways of writing
-        return ofBoth.find(character) != ofBoth.npos || (!mermaid && ofPlantUml.find(character) != ofPlantUml.npos);
+        return ofBoth.find(name[i]) != ofBoth.npos || (!mermaid && isSignInPlantUml(name, i));
+    }
+
+    /// A quote makes comments and an equals sign headings; doubled, others are ways of writing.
+    static bool isSignInPlantUml(const std::string& name, std::size_t i)
+    {
+        static const std::string whenDoubled = "/-_.";
+        const bool isDoubled = (i > 0 && name[i - 1] == name[i]) || (i + 1 < name.size() && name[i + 1] == name[i]);
+        return name[i] == '\'' || name[i] == '=' || (isDoubled && whenDoubled.find(name[i]) != whenDoubled.npos);
     }
 
     const CDiagramPlan& plan;
