@@ -195,6 +195,7 @@ TEST_F(StateMachineDiagram, NamesMayHoldAnything)
     EXPECT_THAT(mermaid, HasSubstr("    state \"2nd\" as state2nd\n"));
     EXPECT_THAT(mermaid, HasSubstr(" --> _lt_______\n"));
     const std::string plantUml = stateMachineDiagram(machine, Kiv::DiagramPlantUml);
+    EXPECT_THAT(plantUml, Not(HasSubstr("\"\"")));
     EXPECT_THAT(plantUml, HasSubstr("state \"<U+0026>lt<U+003B> /<U+0027><U+005F><U+005F><U+0022>\" as _lt"));
 }
 

@@ -87,8 +87,9 @@ private:
     std::string shownName(const CAbstractState* state) const
     {
         const std::string& id = plan.idOf(state);
+        const std::string name = escaped(state->name());
         const bool isPlain = id == state->name() && id.find("__") == id.npos; // two would underline the rest
-        return isPlain ? id : "\"" + escaped(state->name()) + "\" as " + id;
+        return isPlain || isBlank(name) ? id : "\"" + name + "\" as " + id;
     }
 
     /// With the arrows between the regions of parallel groups below: they belong into none of the regions.
@@ -97,9 +98,8 @@ private:
         for (const CTransition* transition : plan.arrowsWithin(group))
         {
             const std::string label = escaped(plan.labelOf(transition));
-            const bool isBlank = label.find_first_not_of(' ') == label.npos;
             line(plan.idOf(transition->source()) + " --> " + plan.idOf(transition->target()) +
-                 (isBlank ? "" : " : " + label));
+                 (isBlank(label) ? "" : " : " + label));
         }
         for (const CAbstractState* child : group->children())
             if (const CState* inner = asGroup(child); inner && isParallel(inner))
@@ -154,6 +154,9 @@ private:
         return result;
     }
 
+    /// PlantUML takes neither an empty name nor a colon with nothing behind it.
+    static bool isBlank(const std::string& text) { return text.find_first_not_of(' ') == text.npos; }
+
     static std::string inPlantUml(unsigned char code)
     {
         char text[16];
@@ -167,12 +170,15 @@ private:
         return ofBoth.find(name[i]) != ofBoth.npos || (!mermaid && isSignInPlantUml(name, i));
     }
 
-    /// A quote makes comments and an equals sign headings; doubled, others are ways of writing.
+    /// A quote makes comments, an equals sign headings, plus and minus in front pictograms; doubled, some are ways of
+    /// writing.
     static bool isSignInPlantUml(const std::string& name, std::size_t i)
     {
         static const std::string whenDoubled = "/-_.";
         const bool isDoubled = (i > 0 && name[i - 1] == name[i]) || (i + 1 < name.size() && name[i + 1] == name[i]);
-        return name[i] == '\'' || name[i] == '=' || (isDoubled && whenDoubled.find(name[i]) != whenDoubled.npos);
+        const bool isInFront = i == 0 && (name[i] == '+' || name[i] == '-');
+        return name[i] == '\'' || name[i] == '=' || isInFront ||
+               (isDoubled && whenDoubled.find(name[i]) != whenDoubled.npos);
     }
 
     const CDiagramPlan& plan;
