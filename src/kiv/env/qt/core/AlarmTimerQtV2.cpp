@@ -28,7 +28,6 @@ namespace
 {
 
 constexpr const char* thisFile = "../../src/kiv/env/qt/core/AlarmTimerQtV2";
-constexpr unsigned long stopLimitMsecs = 100;
 
 const log4cplus::Logger& timerLogger()
 {
@@ -214,7 +213,7 @@ void CAlarmTimerPrivate::stop()
         wakeup.wakeAll();
     }
     CAlarmTurns::instance().wakeCancelled();
-    if (run.get() == CAlarmTimerThread::current() || run->waitEnded(stopLimitMsecs))
+    if (run.get() == CAlarmTimerThread::current() || run->waitEndedForStop())
         return;
     if (forget(run) && run->terminateBody())
         log(log4cplus::INFO_LOG_LEVEL, __LINE__, __func__,

@@ -15,6 +15,8 @@ namespace
 {
 
 constexpr qint64 beginLimitMsecs = 1000;
+constexpr int stopSlices = 10;
+constexpr unsigned long stopSliceMsecs = 10;
 
 // Qt takes the first thread that meets it for the main thread, and while that one ends it leaks what it keeps about the
 // others. So it meets the thread that loads the library, which lasts.
@@ -74,6 +76,14 @@ bool CTerminableThread::waitEnded(unsigned long msecs)
     if (ended)
         happensAfter(this);
     return ended;
+}
+
+bool CTerminableThread::waitEndedForStop()
+{
+    for (int slice = 0; slice < stopSlices; ++slice)
+        if (waitEnded(stopSliceMsecs))
+            return true;
+    return false;
 }
 
 bool CTerminableThread::hasEnded()

@@ -51,6 +51,10 @@ public:
     /// QThread::wait; what the thread did is visible after true.
     bool waitEnded(unsigned long msecs);
 
+    /// Waits for the end as long as stop() and destructors do, 100 ms, in slices: a process that was stopped meanwhile
+    /// and goes on does not find all of the time gone, and terminates no body that would just have ended.
+    bool waitEndedForStop();
+
     /// True when the thread has ended or never ran; what it did is visible then.
     bool hasEnded();
 

@@ -18,7 +18,6 @@ namespace Kiv
 namespace
 {
 constexpr const char* thisFile = "../../src/kiv/env/qt/core/ThreadQt";
-constexpr unsigned stopLimitMsecs = 100;
 
 thread_local const CThreadPrivate* runningHere = nullptr;
 } // namespace
@@ -68,7 +67,7 @@ CThread::~CThread()
 {
     requestStop();
     d->close();
-    if (waitForCompletion(stopLimitMsecs))
+    if (d->waitEndedForStop())
         d->log("finished", {thisFile, __LINE__, __func__});
     else
     {
