@@ -118,7 +118,7 @@ TEST_F(KivIni, GetAndList)
                 Prints("[Pump]\nName=\"a\\b\"\t\xC3\xA4\xFF\nPeriod=10\nPeriod=11\n[Empty]\n[Pump]\nName=second\n"));
     EXPECT_THAT(runShell("printf '[A]\\nk=1\\n' | kiv ini list --json -"),
                 Prints("[\n{\"section\":\"A\",\"keys\":[{\"key\":\"k\",\"value\":\"1\"}]}\n]\n"));
-    for (const char* file : {"-", "/dev/stdin"})
+    for (const char* file : {"-", "/proc/self/fd/0"})
         EXPECT_THAT(runShell("printf '[A]\\nk=1\\n' | kiv ini get " + std::string(file) + " A k"), Prints("1\n"));
     write("[A]\nk=1\n[B\n");
     EXPECT_THAT(runTool({"ini", "get", path, "A", "k"}), Refuses(2, "test.ini:3: a section without ]"));
