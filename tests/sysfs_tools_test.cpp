@@ -74,7 +74,7 @@ public:
         if (call == SYS_poll)
             return true;
 #endif
-        return call == SYS_ppoll;
+        return call == SYS_ppoll || call == SYS_restart_syscall; // the latter once the process was stopped and goes on
     }
 
     std::future<int> result;
