@@ -29,7 +29,7 @@ public:
 
     CCodePointReference& operator=(char32_t codePoint);
 
-    /// Assigns the code point, not the place.
+    /// Assigns the code point, not the place; to itself it changes nothing, because it reads before it writes.
     CCodePointReference& operator=(const CCodePointReference& other) // NOLINT(bugprone-unhandled-self-assignment)
     {
         return *this = static_cast<char32_t>(other);
