@@ -9,15 +9,17 @@ set(KIV_PKGCONFIG_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 install(TARGETS kiv
     EXPORT KivTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
-list(TRANSFORM KIV_HEADERS PREPEND ${PROJECT_SOURCE_DIR}/src/kiv/ OUTPUT_VARIABLE kivHeaders)
-install(FILES ${kivHeaders} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kiv COMPONENT development)
+install(FILES ${KIV_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kiv COMPONENT development)
 
 # find_package(Kiv)
 install(EXPORT KivTargets NAMESPACE Kiv:: DESTINATION ${KIV_CMAKE_DIR} COMPONENT development)
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/KivConfig.cmake.in ${PROJECT_BINARY_DIR}/KivConfig.cmake
     INSTALL_DESTINATION ${KIV_CMAKE_DIR} NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/KivConfigVersion.cmake COMPATIBILITY SameMajorVersion)
-install(FILES ${PROJECT_BINARY_DIR}/KivConfig.cmake ${PROJECT_BINARY_DIR}/KivConfigVersion.cmake
+install(FILES
+    ${PROJECT_BINARY_DIR}/KivConfig.cmake
+    ${PROJECT_BINARY_DIR}/KivConfigVersion.cmake
+    ${CMAKE_CURRENT_LIST_DIR}/FindKivLog4cplus.cmake
     DESTINATION ${KIV_CMAKE_DIR} COMPONENT development)
 
 # pkg-config: the prefix is found from the place of kiv.pc, so that an installation can be moved as a whole.

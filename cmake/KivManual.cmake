@@ -11,11 +11,12 @@ function(kiv_manual_page name target)
   endif()
   set(page ${CMAKE_CURRENT_BINARY_DIR}/${name}.1)
   list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " command)
-  string(STRIP "${command} $<TARGET_FILE:${target}>" command)
+  string(STRIP "${command} ./$<TARGET_FILE_NAME:${target}>" command) # a shell takes it apart at blanks
   add_custom_command(OUTPUT ${page}
       COMMAND ${HELP2MAN} --no-info --section=1 --include=${CMAKE_CURRENT_SOURCE_DIR}/${name}.h2m ${ARGN}
           --output=${page} ${command}
       DEPENDS ${target} ${name}.h2m
+      WORKING_DIRECTORY $<TARGET_FILE_DIR:${target}>
       VERBATIM)
   if(KIV_DEBIAN_PACKAGES)
     add_custom_command(OUTPUT ${page}.gz COMMAND gzip -9nfk ${page} DEPENDS ${page} VERBATIM)

@@ -6,7 +6,6 @@
 #include <limits>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include "KernelText.h"
 
@@ -46,13 +45,21 @@ std::string fractionText(double fraction)
     return text;
 }
 
-template<class Text>
-CAttribute::Show shown(Text text)
+/// What a file of the outer world does; it is readable or writable where there is something to do.
+struct WorldFile
 {
-    return [text](std::string& result) {
-        result = text();
-        return 0;
-    };
+    CAttribute::Show show;
+    CAttribute::Store store;
+    std::function<void()> clear; ///< when it is opened with O_TRUNC
+};
+
+void addWorldFile(CFolder& folder, const std::string& name, const WorldFile& operations)
+{
+    const mode_t permissions = (operations.show ? 0444 : 0) | (operations.store ? 0200 : 0);
+    const auto file = std::make_shared<CAttribute>(permissions, operations.show, operations.store);
+    file->clear = operations.clear;
+    file->isSilent = true;
+    folder.add(name, file);
 }
 
 } // namespace
@@ -95,40 +102,49 @@ void CBoard::addPwm(const BoardConfig& config)
 void CBoard::addWorld(const BoardConfig& config)
 {
     const auto world = classFolder->addFolder("sim");
-    const auto add = [](CFolder& folder, const std::string& name, CAttribute::Show show, CAttribute::Store store) {
-        const mode_t permissions = store ? 0644 : 0444;
-        auto added = folder.add(name, std::make_shared<CAttribute>(permissions, std::move(show), std::move(store)));
-        added->isSilent = true;
-        return added;
-    };
-    add(*world, "state", shown([this] { return stateText(); }), {});
-    add(*world, "faults", shown([this] { return faults.text(); }), [this](std::string_view bytes) {
-        return faults.add(bytes);
-    })->clear = [this] { faults.clear(); };
-    add(*world, "journal", shown([this] { return journal.text(); }), [](std::string_view) { return -EINVAL; })->clear =
-        [this] { journal.clear(); };
-
-    add(*world, "reset", {}, [this](std::string_view) {
+    const auto stateShown = shown([this] { return stateText(); });
+    const auto faultsShown = shown([this] { return faults.text(); });
+    const auto faultAdded = [this](std::string_view bytes) { return faults.add(bytes); };
+    const auto journalShown = shown([this] { return journal.text(); });
+    const auto refused = [](std::string_view) { return -EINVAL; };
+    const auto boardReset = [this](std::string_view) {
         reset();
         return 0;
-    })->mode = S_IFREG | 0200;
-
-    const auto lines = world->addFolder("gpio");
-    for (CGpioChip& chip : gpioChips)
-        for (CGpioLine& line : chip.lines())
-            add(*lines, "gpio" + std::to_string(line.number()), shown([&line] { return bitText(line.level()); }),
-                [&line](std::string_view bytes) { return line.drive(bytes); });
-    const auto chips = world->addFolder("pwm");
-    for (const CPwmChip& chip : pwmChips)
-    {
-        const auto folder = chips->addFolder("pwmchip" + std::to_string(chip.number()));
-        for (std::size_t i = 0; i < chip.channels().size(); ++i)
-            add(*folder, "pwm" + std::to_string(i),
-                shown([&channel = chip.channels()[i]] { return fractionText(channel.dutyFraction()) + "\n"; }), {});
-    }
+    };
+    addWorldFile(*world, "state", {stateShown, {}, {}});
+    addWorldFile(*world, "faults", {faultsShown, faultAdded, [this] { faults.clear(); }});
+    addWorldFile(*world, "journal", {journalShown, refused, [this] { journal.clear(); }});
+    addWorldFile(*world, "reset", {{}, boardReset, {}});
+    addWorldLines(*world->addFolder("gpio"));
+    addWorldChannels(*world->addFolder("pwm"));
     const auto inputs = world->addFolder("adc");
     for (const AdcConfig& input : config.adc)
         addAdcInput(*inputs, input);
+}
+
+void CBoard::addWorldLines(CFolder& folder)
+{
+    for (CGpioChip& chip : gpioChips)
+        for (CGpioLine& line : chip.lines())
+        {
+            const auto levelShown = shown([&line] { return bitText(line.level()); });
+            const auto driven = [&line](std::string_view bytes) { return line.drive(bytes); };
+            addWorldFile(folder, "gpio" + std::to_string(line.number()), {levelShown, driven, {}});
+        }
+}
+
+void CBoard::addWorldChannels(CFolder& folder)
+{
+    for (const CPwmChip& chip : pwmChips)
+    {
+        const auto channels = folder.addFolder("pwmchip" + std::to_string(chip.number()));
+        for (std::size_t i = 0; i < chip.channels().size(); ++i)
+        {
+            const CPwmChannel& channel = chip.channels()[i];
+            const auto dutyShown = shown([&channel] { return fractionText(channel.dutyFraction()) + "\n"; });
+            addWorldFile(*channels, "pwm" + std::to_string(i), {dutyShown, {}, {}});
+        }
+    }
 }
 
 /// Reading gives what was written last, byte by byte.

@@ -53,6 +53,8 @@ private:
     void addGpio(const BoardConfig& config);
     void addPwm(const BoardConfig& config);
     void addWorld(const BoardConfig& config);
+    void addWorldLines(CFolder& folder);
+    void addWorldChannels(CFolder& folder);
     void addAdcInput(CFolder& folder, const AdcConfig& input);
     void reset();
     int exportLine(std::string_view bytes, int (CGpioChip::*operation)(CGpioLine&));

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 #include <map>
+#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -132,6 +133,7 @@ void lookup(fuse_req_t request, fuse_ino_t parent, const char* name)
         server.forget(entry.ino, 1);
 }
 
+/// The kernel waits for no answer to this one, so an error would be none; looking up and erasing do not throw.
 void forget(fuse_req_t request, fuse_ino_t number, std::uint64_t lookups)
 {
     CServer::of(request).forget(number, lookups);
@@ -210,9 +212,9 @@ void write(fuse_req_t request, fuse_ino_t, const char* bytes, std::size_t size, 
 void release(fuse_req_t request, fuse_ino_t, fuse_file_info* info)
 {
     CServer& server = CServer::of(request);
-    const auto file = server.files.find(info->fh);
-    server.board.close(std::move(file->second));
-    server.files.erase(file);
+    std::unique_ptr<COpenFile> file = std::move(server.files.at(info->fh));
+    server.files.erase(info->fh);
+    server.board.close(std::move(file));
     fuse_reply_err(request, 0);
 }
 
@@ -242,6 +244,11 @@ void opendir(fuse_req_t request, fuse_ino_t number, fuse_file_info* info)
 {
     CServer& server = CServer::of(request);
     const auto folder = std::dynamic_pointer_cast<CFolder>(server.node(number));
+    if (!folder)
+    {
+        fuse_reply_err(request, ENOTDIR);
+        return;
+    }
     std::string listing;
     addEntry(request, listing, ".", *folder);
     addEntry(request, listing, "..", *folder);
@@ -285,30 +292,49 @@ void symlink(fuse_req_t request, const char*, fuse_ino_t, const char*) { fuse_re
 
 void link(fuse_req_t request, fuse_ino_t, fuse_ino_t, const char*) { fuse_reply_err(request, EPERM); }
 
+/// An operation as libfuse calls it: its frames are C and let no exception pass. An operation throws before it has
+/// answered or not at all; what it throws is the answer then.
+template<auto Operation, class... Arguments>
+void guarded(fuse_req_t request, Arguments... arguments)
+{
+    try
+    {
+        Operation(request, arguments...);
+    }
+    catch (const std::bad_alloc&)
+    {
+        fuse_reply_err(request, ENOMEM);
+    }
+    catch (...)
+    {
+        fuse_reply_err(request, EIO);
+    }
+}
+
 fuse_lowlevel_ops operations()
 {
     fuse_lowlevel_ops ops = {};
-    ops.lookup = lookup;
+    ops.lookup = guarded<lookup>;
     ops.forget = forget;
-    ops.getattr = getattr;
-    ops.setattr = setattr;
-    ops.readlink = readlink;
-    ops.open = open;
-    ops.read = read;
-    ops.write = write;
-    ops.release = release;
-    ops.poll = poll;
-    ops.opendir = opendir;
-    ops.readdir = readdir;
-    ops.releasedir = releasedir;
-    ops.create = create;
-    ops.mknod = mknod;
-    ops.mkdir = mkdir;
-    ops.unlink = removeEntry;
-    ops.rmdir = removeEntry;
-    ops.rename = rename;
-    ops.symlink = symlink;
-    ops.link = link;
+    ops.getattr = guarded<getattr>;
+    ops.setattr = guarded<setattr>;
+    ops.readlink = guarded<readlink>;
+    ops.open = guarded<open>;
+    ops.read = guarded<read>;
+    ops.write = guarded<write>;
+    ops.release = guarded<release>;
+    ops.poll = guarded<poll>;
+    ops.opendir = guarded<opendir>;
+    ops.readdir = guarded<readdir>;
+    ops.releasedir = guarded<releasedir>;
+    ops.create = guarded<create>;
+    ops.mknod = guarded<mknod>;
+    ops.mkdir = guarded<mkdir>;
+    ops.unlink = guarded<removeEntry>;
+    ops.rmdir = guarded<removeEntry>;
+    ops.rename = guarded<rename>;
+    ops.symlink = guarded<symlink>;
+    ops.link = guarded<link>;
     return ops;
 }
 

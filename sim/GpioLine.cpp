@@ -50,22 +50,14 @@ int CGpioLine::drive(std::string_view bytes)
 std::shared_ptr<CFolder> CGpioLine::exportAs(const std::string& path)
 {
     folder = std::make_shared<CFolder>(path);
-    const auto add = [this](const char* name, auto show, int (CGpioLine::*store)(std::string_view)) {
-        const auto shown = [show](std::string& text) {
-            text = show();
-            return 0;
-        };
-        const auto stored = [this, store](std::string_view bytes) { return (this->*store)(bytes); };
-        return folder->add(name, std::make_shared<CAttribute>(0644, shown, stored));
-    };
-    add(
-        "active_low", [this] { return bitText(activeLow); }, &CGpioLine::setActiveLow);
-    add(
-        "direction", [this] { return output ? "out\n" : "in\n"; }, &CGpioLine::setDirection);
-    add(
-        "edge", [this] { return std::string(edgeWords[static_cast<std::size_t>(edge)]) + "\n"; }, &CGpioLine::setEdge);
-    value = add(
-        "value", [this] { return bitText(level() != activeLow); }, &CGpioLine::setValue);
+    const auto activeLowText = [this] { return bitText(activeLow); };
+    const auto directionText = [this] { return output ? "out\n" : "in\n"; };
+    const auto edgeText = [this] { return std::string(edgeWords[static_cast<std::size_t>(edge)]) + "\n"; };
+    const auto valueText = [this] { return bitText(level() != activeLow); };
+    addAttribute(*folder, "active_low", *this, activeLowText, &CGpioLine::setActiveLow);
+    addAttribute(*folder, "direction", *this, directionText, &CGpioLine::setDirection);
+    addAttribute(*folder, "edge", *this, edgeText, &CGpioLine::setEdge);
+    value = addAttribute(*folder, "value", *this, valueText, &CGpioLine::setValue);
     return folder;
 }
 

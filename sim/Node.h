@@ -133,6 +133,25 @@ private:
     std::string targetPath;
 };
 
+/// Shows what text() gives at that time.
+template<class Text>
+CAttribute::Show shown(Text text)
+{
+    return [text](std::string& result) {
+        result = text();
+        return 0;
+    };
+}
+
+/// Adds a file that shows what text() gives and hands what is written to a member of `owner`.
+template<class Owner, class Text>
+std::shared_ptr<CAttribute> addAttribute(CFolder& folder, const char* name, Owner& owner, Text text,
+                                         int (Owner::*store)(std::string_view))
+{
+    const auto stored = [&owner, store](std::string_view bytes) { return (owner.*store)(bytes); };
+    return folder.add(name, std::make_shared<CAttribute>(0644, shown(text), stored));
+}
+
 /// A read-only attribute whose text never changes.
 std::shared_ptr<CAttribute> constantAttribute(const std::string& text);
 

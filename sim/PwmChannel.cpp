@@ -42,22 +42,14 @@ double CPwmChannel::dutyFraction() const
 std::shared_ptr<CFolder> CPwmChannel::exportAs(const std::string& path)
 {
     folder = std::make_shared<CFolder>(path);
-    const auto add = [this](const char* name, auto show, int (CPwmChannel::*store)(std::string_view)) {
-        const auto shown = [show](std::string& text) {
-            text = show();
-            return 0;
-        };
-        const auto stored = [this, store](std::string_view bytes) { return (this->*store)(bytes); };
-        folder->add(name, std::make_shared<CAttribute>(0644, shown, stored));
-    };
-    add(
-        "period", [this] { return std::to_string(current.period) + "\n"; }, &CPwmChannel::setPeriod);
-    add(
-        "duty_cycle", [this] { return std::to_string(current.duty) + "\n"; }, &CPwmChannel::setDuty);
-    add(
-        "enable", [this] { return bitText(current.isEnabled); }, &CPwmChannel::setEnabled);
-    add(
-        "polarity", [this] { return current.isInversed ? "inversed\n" : "normal\n"; }, &CPwmChannel::setPolarity);
+    const auto periodText = [this] { return std::to_string(current.period) + "\n"; };
+    const auto dutyText = [this] { return std::to_string(current.duty) + "\n"; };
+    const auto enableText = [this] { return bitText(current.isEnabled); };
+    const auto polarityText = [this] { return current.isInversed ? "inversed\n" : "normal\n"; };
+    addAttribute(*folder, "period", *this, periodText, &CPwmChannel::setPeriod);
+    addAttribute(*folder, "duty_cycle", *this, dutyText, &CPwmChannel::setDuty);
+    addAttribute(*folder, "enable", *this, enableText, &CPwmChannel::setEnabled);
+    addAttribute(*folder, "polarity", *this, polarityText, &CPwmChannel::setPolarity);
     folder->add("capture", std::make_shared<CAttribute>(0444, [](std::string&) { return -ENOSYS; }));
     folder->add("uevent", std::make_shared<CAttribute>(
                               0644, [](std::string&) { return 0; }, [](std::string_view) { return 0; }));

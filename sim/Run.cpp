@@ -4,6 +4,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 #include <poll.h>
@@ -81,6 +83,18 @@ bool takeSignal(int signals, pid_t command)
     return false;
 }
 
+/// Ends a command that would get no answers any longer; its wait status. It holds nothing that keeps it from dying:
+/// whatever was asked so far has been answered.
+int abandon(pid_t command, int error)
+{
+    std::fprintf(stderr, "kiv-board: cannot wait for requests: %s\n", std::strerror(error));
+    kill(command, SIGKILL);
+    int status = 0;
+    while (waitpid(command, &status, 0) < 0 && errno == EINTR)
+        continue;
+    return status;
+}
+
 /// Serves until the command ends; its wait status.
 int serve(CFuseServer& server, int signals, pid_t command)
 {
@@ -89,7 +103,11 @@ int serve(CFuseServer& server, int signals, pid_t command)
     while (true)
     {
         if (poll(files, 2, -1) < 0)
-            continue;
+        {
+            if (errno == EINTR)
+                continue;
+            return abandon(command, errno);
+        }
         if ((files[1].revents & POLLIN) != 0 && takeSignal(signals, command) &&
             waitpid(command, &status, WNOHANG) == command)
             return status;

@@ -84,7 +84,10 @@ int runSingleThreaded(const std::function<int()>& work)
     const pid_t self = getpid();
     const pid_t child = fork();
     if (child < 0)
-        return std::perror("kiv-board: cannot start a process"), 1;
+    {
+        std::perror("kiv-board: cannot start a process");
+        return 1;
+    }
     if (child == 0)
     {
         prctl(PR_SET_PDEATHSIG, SIGKILL);

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include <gmock/gmock.h>
+#include <malloc.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -24,7 +25,6 @@ using Kiv::IAlarmHandler;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::Not;
-using testing::UnorderedElementsAre;
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
@@ -56,6 +56,22 @@ bool isLogged(const LogRecorder& log, const std::string& text)
 {
     const std::vector<std::string> texts = log.texts();
     return std::find(texts.begin(), texts.end(), text) != texts.end();
+}
+
+std::string firstLineOf(const std::filesystem::path& file)
+{
+    std::string line;
+    std::getline(std::ifstream(file), line);
+    return line;
+}
+
+/// True if the thread of that name waits for something.
+bool isAsleep(const std::string& name)
+{
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task"))
+        if (firstLineOf(task.path() / "comm") == name)
+            return firstLineOf(task.path() / "stat").find(") S ") != std::string::npos;
+    return false;
 }
 
 std::size_t threadCount()
@@ -212,24 +228,40 @@ TEST(AlarmTimer, NewIntervalCountsFromTheNextDeadlineOn)
 
 TEST(AlarmTimer, StopsAtOnceWhileItWaitsAndStartsAnew)
 {
+    constexpr int rounds = 40;
     const LogRecorder log = recordTimerLog();
     std::atomic<int> alarms{0};
     Handler handler([&](CAlarmTimer&) { return ++alarms > 0; });
     CAlarmTimer timer(anHour, 5, &handler);
     timer.setName("t");
     EXPECT_EQ(timer.stop(), 0U);
-    timer.start();
-    EXPECT_EQ(timer.stop(), 0U);
-    EXPECT_FALSE(timer.isStarted());
+    std::vector<Clock::duration> stops;
+    for (int round = 0; round < rounds; ++round)
+    {
+        timer.start();
+        EXPECT_TRUE(waitUntil([] { return isAsleep("t"); }));
+        const Clock::time_point start = Clock::now();
+        EXPECT_EQ(timer.stop(), 0U);
+        stops.push_back(Clock::now() - start);
+        EXPECT_FALSE(timer.isStarted());
+    }
+    std::nth_element(stops.begin(), stops.begin() + rounds / 2, stops.end());
+    EXPECT_LT(stops[rounds / 2], milliseconds(40)) << "100 ms without a wake-up";
     EXPECT_EQ(alarms, 0);
     timer.setInterval(0);
     timer.start();
     EXPECT_TRUE(waitUntilIdle(timer));
     EXPECT_EQ(alarms, 5);
-    const std::vector<std::string> texts = log.texts();
-    EXPECT_THAT(std::vector<std::string>(texts.begin() + 1, texts.begin() + 5),
-                UnorderedElementsAre("Stopping Timer t", "Timer thread started for timer t", "Stopping Timer t",
-                                     "Timer thread finished for timer t"));
+
+    std::vector<std::string> expected{"Stopping Timer t"};
+    for (int round = 0; round < rounds; ++round)
+        expected.insert(expected.end(),
+                        {"Timer thread started for timer t", "Stopping Timer t", "Timer thread finished for timer t"});
+    std::vector<LogRecord> records = log.records();
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        EXPECT_EQ(records.at(i + 1).text, expected[i]) << "after the record of setName, record " << i;
+    EXPECT_EQ(records[1].thread, records[0].thread) << "the record of stop() tells who stopped it";
+    EXPECT_EQ(records[1].function, "stop");
 }
 
 TEST(AlarmTimer, IntervalZeroAlarmsWithoutPauseAndCanBeStopped)
@@ -394,6 +426,52 @@ TEST(AlarmTimer, OneThatIsAlwaysLateDoesNotShutOutAnother)
     greedy.stop();
 }
 
+TEST(AlarmTimer, TurnsAreServedInTheOrderInWhichTheyCame)
+{
+    const std::vector<std::string> names{"one", "two", "three", "four", "five"};
+    const LogRecorder log = recordTimerLog();
+    std::vector<std::string> served;
+    Handler handler([&](CAlarmTimer& timer) {
+        served.push_back(timer.name());
+        return false;
+    });
+    std::vector<std::unique_ptr<CAlarmTimer>> queue;
+    Handler queueing([&](CAlarmTimer&) {
+        for (const std::string& name : names)
+        {
+            queue.push_back(std::make_unique<CAlarmTimer>(0, 0, &handler));
+            queue.back()->setName(name);
+            queue.back()->start();
+            EXPECT_TRUE(waitUntil([&] { return isLogged(log, "Alarm for timer " + name) && isAsleep(name); }));
+        }
+        return true;
+    });
+    CAlarmTimer first(1, 1, &queueing);
+    first.start();
+    EXPECT_TRUE(waitUntilIdle(first));
+    for (const auto& timer : queue)
+        EXPECT_TRUE(waitUntilIdle(*timer));
+    EXPECT_EQ(served, names);
+}
+
+// Also their threads go, though each is freed only when a later one ends.
+TEST(AlarmTimer, DestroyedOnesAreFreed)
+{
+    static std::atomic<int> alarms{0};
+    const auto useOne = [] {
+        CAlarmTimer timer(0);
+        timer.setAlarmCallback([] { return ++alarms > 0; });
+        timer.start();
+    };
+    const auto rounds = [&useOne](int count) {
+        for (int round = 0; round < count; ++round)
+            useOne();
+        return mallinfo2().uordblks;
+    };
+    const std::size_t before = rounds(100);
+    EXPECT_LT(rounds(500), before + 50000) << "100 bytes for each";
+}
+
 TEST(AlarmTimer, HandlerThatSleepsOnIsTerminatedAndFreesTheTurn)
 {
     const LogRecorder log = recordTimerLog();
@@ -523,7 +601,7 @@ TEST(AlarmTimer, NamesCountThroughTheProcessAndShowOnTheThread)
     std::string commandName;
     long slack = 0;
     Handler handler([&](CAlarmTimer&) {
-        std::getline(std::ifstream("/proc/self/task/" + std::to_string(gettid()) + "/comm"), commandName);
+        commandName = firstLineOf("/proc/self/task/" + std::to_string(gettid()) + "/comm");
         slack = prctl(PR_GET_TIMERSLACK);
         return false;
     });

@@ -112,6 +112,7 @@ public:
             int status = 0;
             while (waitpid(pid, &status, 0) < 0 && errno == EINTR)
             {}
+            signalled = WIFSIGNALED(status);
             exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
             pid = 0;
             outReader.join();
@@ -119,6 +120,9 @@ public:
         }
         return exitStatus;
     }
+
+    /// True after wait() if a signal ended it, rather than a status that looks so.
+    bool endedBySignal() const { return signalled; }
 
     /// What it printed; complete after wait().
     const std::string& out() const { return outText; }
@@ -136,6 +140,7 @@ private:
 
     pid_t pid = -1;
     int exitStatus = -1;
+    bool signalled = false;
     std::string outText;
     std::string errText;
     std::thread outReader;

@@ -1,14 +1,21 @@
 #include <kiv/diag.h>
 
+#include <chrono>
 #include <csignal>
-#include <regex>
+#include <cstdlib>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <termios.h>
 
 #include "ChildProcess.h"
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -18,8 +25,70 @@ namespace
 /// The frames of a report's stack trace that carry a function name.
 bool hasFrame(const std::string& report, const std::string& frame)
 {
-    return std::regex_search(report, std::regex("\n  [^ ]+ : " + frame + "\\+0x[0-9a-f]+\n"));
+    return testing::Value(report, ContainsRegex("\n  [^\n]+ : " + frame + "\\+0x[0-9a-f]+\n"));
 }
+
+/// The child in the given way; killed, and so with another status, if it hangs.
+std::vector<std::string> limited(const std::string& way)
+{
+    return {"timeout", "-s", "KILL", "60", FATAL_SIGNALS_CHILD, way, std::to_string(SIGTERM)};
+}
+
+/// The same with another standard output.
+std::unique_ptr<CChildProcess> startWithOutput(const std::string& way, int output)
+{
+    std::vector<std::string> command = asRunHere(limited(way));
+    return std::make_unique<CChildProcess>([command, output]() mutable {
+        dup2(output, STDOUT_FILENO);
+        std::vector<char*> argv;
+        for (std::string& word : command)
+            argv.push_back(word.data());
+        argv.push_back(nullptr);
+        execvp(argv[0], argv.data());
+        return 127;
+    });
+}
+
+/// Fills what nobody reads.
+void fill(int descriptor)
+{
+    const int flags = fcntl(descriptor, F_GETFL);
+    fcntl(descriptor, F_SETFL, flags | O_NONBLOCK);
+    while (write(descriptor, "full full full", 1) > 0)
+    {}
+    fcntl(descriptor, F_SETFL, flags);
+}
+
+struct CPair
+{
+    int ends[2] = {-1, -1};
+    ~CPair()
+    {
+        close(ends[0]);
+        close(ends[1]);
+    }
+};
+
+/// A terminal that somebody stopped by Ctrl-S.
+void openStoppedTerminal(CPair& terminal)
+{
+    terminal.ends[0] = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    grantpt(terminal.ends[0]);
+    unlockpt(terminal.ends[0]);
+    terminal.ends[1] = open(ptsname(terminal.ends[0]), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    tcflow(terminal.ends[1], TCOOFF);
+}
+
+std::size_t count(const std::string& text, const std::string& part)
+{
+    std::size_t found = 0;
+    for (std::size_t at = 0; (at = text.find(part, at)) != text.npos; at += part.size())
+        ++found;
+    return found;
+}
+
+constexpr const char* sigtermLine = "SIGNAL 15 - SIGTERM - Termination request - termination request made to the "
+                                    "program in thread ";
 
 } // namespace
 
@@ -55,8 +124,8 @@ TEST(FatalSignals, EachOfTheSixIsReportedOnBothStreamsAndEndsWithStatus1)
             EXPECT_TRUE(hasFrame(report, "fail_in_c\\(\\)")) << report;
             EXPECT_TRUE(hasFrame(report, "Kiv::Diag::OnSignal\\(int\\)")) << report;
         }
-        EXPECT_TRUE(std::regex_search(child.out(), std::regex("in thread [1-9][0-9]*\nstack trace:\n")));
-        EXPECT_TRUE(std::regex_search(child.err(), std::regex("in thread [1-9][0-9]*\n: [^\n]+\nstack trace:\n")));
+        EXPECT_THAT(child.out(), ContainsRegex("in thread [1-9][0-9]*\nstack trace:\n"));
+        EXPECT_THAT(child.err(), ContainsRegex("in thread [1-9][0-9]*\n: [^\n]+\nstack trace:\n"));
     }
 }
 
@@ -66,14 +135,14 @@ TEST(FatalSignals, DirectCallWithAnotherNumberIsReportedAsUnknown)
     EXPECT_EQ(child.wait(), 1);
     EXPECT_THAT(child.out(), StartsWith("SIGNAL 10 - unknown signal in thread "));
     EXPECT_TRUE(hasFrame(child.out(), "main\\(\\)")) << child.out();
+    EXPECT_THAT(child.err(), HasSubstr("\n: No such file or directory\nstack trace:\n"));
 }
 
 TEST(FatalSignals, FramesOfAStrippedModuleAreShownByTheirOffset)
 {
     CChildProcess child({FATAL_SIGNALS_CHILD_STRIPPED, "15"});
     EXPECT_EQ(child.wait(), 1);
-    EXPECT_TRUE(std::regex_search(child.out(), std::regex("\n  [^ ]*_stripped : \\(\\)\\+0x[0-9a-f]+\n")))
-        << child.out();
+    EXPECT_THAT(child.out(), ContainsRegex("\n  [^\n]*_stripped : \\(\\)\\+0x[0-9a-f]+\n"));
 }
 
 TEST(FatalSignals, UnderLoadTheProcessAlwaysEndsWithItsReport)
@@ -87,8 +156,128 @@ TEST(FatalSignals, UnderLoadTheProcessAlwaysEndsWithItsReport)
     }
 }
 
-TEST(FatalSignals, FailureInAnExitHandlerEndsTheProcessToo)
+TEST(FatalSignals, FailureInAnExitHandlerIsReportedAndEndsTheProcessAtOnce)
 {
-    CChildProcess child({"timeout", "-s", "KILL", "20", FATAL_SIGNALS_CHILD, "exit-handler-fails"});
+    const auto start = std::chrono::steady_clock::now();
+    for (int round = 0; round < 8; ++round) // 40 s if each waited for its limit
+    {
+        CChildProcess child({"timeout", "-s", "KILL", "60", FATAL_SIGNALS_CHILD, "exit-handler-fails"});
+        EXPECT_EQ(child.wait(), 1);
+        EXPECT_EQ(count(child.err(), "SIGNAL 11 "), 2U) << child.err();
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(25));
+}
+
+TEST(FatalSignals, WhateverHoldsTheProcessEndsAndExitHandlersAreGivenUp)
+{
+    std::vector<std::unique_ptr<CChildProcess>> children;
+    for (const char* way : {"exit-hangs", "exit-hangs-signals-blocked", "exit-hangs-signals-blocked-without-thread"})
+        children.push_back(std::make_unique<CChildProcess>(limited(way)));
+    const auto many = std::make_unique<CChildProcess>(limited("exit-hangs-many-threads"));
+    for (const auto& child : children)
+    {
+        EXPECT_EQ(child->wait(), 1);
+        for (const std::string& report : {child->out(), child->err()})
+        {
+            EXPECT_THAT(report, StartsWith(sigtermLine));
+            EXPECT_TRUE(hasFrame(report, "main\\(\\)")) << report;
+            EXPECT_EQ(count(report, "SIGNAL "), 1U) << "written again at the end\n" << report;
+        }
+    }
+    EXPECT_EQ(many->wait(), 1);
+    EXPECT_EQ(count(many->err(), "SIGNAL "), 6U) << many->err();
+    EXPECT_EQ(count(many->err(), "stack trace:\n"), 6U) << many->err();
+}
+
+TEST(FatalSignals, WhenTheReportItselfIsStuckItsRestIsWrittenRaw)
+{
+    CPair sockets;
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.ends), 0);
+    const auto onSocket = startWithOutput("demangling-hangs", sockets.ends[1]);
+    CPair fullSockets;
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fullSockets.ends), 0);
+    fill(fullSockets.ends[1]);
+    const auto onFullSocket = startWithOutput("demangling-hangs", fullSockets.ends[1]);
+    CChildProcess child(limited("demangling-hangs"));
     EXPECT_EQ(child.wait(), 1);
+    EXPECT_EQ(onSocket->wait(), 1);
+    EXPECT_EQ(onFullSocket->wait(), 1);
+    char socketText[20000] = "";
+    static_cast<void>(!recv(sockets.ends[0], socketText, sizeof socketText - 1, MSG_DONTWAIT));
+    for (const std::string& report : {child.out(), child.err(), std::string(socketText)})
+    {
+        EXPECT_THAT(report, StartsWith(sigtermLine));
+        EXPECT_EQ(count(report, "SIGNAL "), 1U) << report;
+        EXPECT_EQ(count(report, "stack trace:\n"), 1U) << report;
+        EXPECT_TRUE(hasFrame(report, "fail_in_c\\(\\)")) << report;
+        EXPECT_TRUE(hasFrame(report, "_ZN3Kiv4Diag8OnSignalEi\\(\\)")) << report;
+        EXPECT_TRUE(hasFrame(report, "main\\(\\)")) << report;
+    }
+}
+
+TEST(FatalSignals, NobodyNeedsToReadStandardOutput)
+{
+    CPair full;
+    CPair closed;
+    CPair terminal;
+    CPair sockets;
+    ASSERT_EQ(pipe2(full.ends, O_CLOEXEC), 0);
+    fill(full.ends[1]);
+    ASSERT_EQ(pipe2(closed.ends, O_CLOEXEC), 0);
+    close(closed.ends[0]);
+    closed.ends[0] = -1;
+    openStoppedTerminal(terminal);
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.ends), 0);
+    fill(sockets.ends[1]);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), std::fclose);
+    const struct
+    {
+        const char* name;
+        const char* way;
+        int output;
+    } rows[] = {
+        {"full pipe", "-", full.ends[1]},
+        {"full pipe and text before", "pending", full.ends[1]},
+        {"full pipe and a writer that holds the stream", "stuck-writer", full.ends[1]},
+        {"closed pipe", "-", closed.ends[1]},
+        {"closed pipe and text before", "pending", closed.ends[1]},
+        {"stopped terminal", "-", terminal.ends[1]},
+        {"full socket", "-", sockets.ends[1]},
+        {"no room in the file", "file-size", fileno(file.get())},
+    };
+    std::vector<std::unique_ptr<CChildProcess>> children;
+    for (const auto& row : rows)
+        children.push_back(startWithOutput(row.way, row.output));
+    for (std::size_t i = 0; i < children.size(); ++i)
+    {
+        EXPECT_EQ(children[i]->wait(), 1) << rows[i].name;
+        EXPECT_THAT(children[i]->err(), StartsWith(sigtermLine)) << rows[i].name;
+        EXPECT_TRUE(hasFrame(children[i]->err(), "main\\(\\)")) << rows[i].name << "\n" << children[i]->err();
+        EXPECT_THAT(children[i]->err(), HasSubstr("\ngoodbye\n")) << "exit handlers: " << rows[i].name;
+    }
+}
+
+TEST(FatalSignals, TheBackgroundOfATerminalDoesNotStopTheProcess)
+{
+    EXPECT_EQ(CChildProcess(limited("background")).wait(), 1);
+}
+
+TEST(FatalSignals, ComesAfterWhatTheProgramPrinted)
+{
+    CChildProcess child(limited("pending"));
+    EXPECT_EQ(child.wait(), 1);
+    EXPECT_THAT(child.out(), StartsWith(std::string("printed before, ") + sigtermLine));
+}
+
+TEST(FatalSignals, ARequestAtAnyMomentEndsAProcessThatAllocatesAndPrints)
+{
+    std::vector<std::unique_ptr<CChildProcess>> children;
+    for (int i = 0; i < 24; ++i)
+        children.push_back(std::make_unique<CChildProcess>(limited("allocate")));
+    for (const auto& child : children)
+    {
+        EXPECT_EQ(child->wait(), 1);
+        EXPECT_THAT(child->err(), HasSubstr(sigtermLine));
+        EXPECT_TRUE(hasFrame(child->err(), "main\\(\\)") || hasFrame(child->err(), "clone.*")) << child->err();
+    }
 }

@@ -11,6 +11,7 @@
 
 #include <boost/filesystem/exception.hpp>
 
+#include "OpenDescriptors.h"
 #include "TemporaryDirectory.h"
 
 namespace
@@ -174,6 +175,18 @@ TEST_F(FileStorage, FlushWaitsForTheMediumAndTellsItsError)
     synced.error = ENOSPC;
     EXPECT_EQ(storage.flush(), 0U - 28U);
     EXPECT_TRUE(storage.isGood());
+}
+
+TEST_F(FileStorage, IsNotInheritedByProgramsAndLeavesNothingOpen)
+{
+    EXPECT_EQ(inheritanceOf(path), std::vector<bool>{false});
+    EXPECT_EQ(storage.open(path), 0U);
+    EXPECT_EQ(inheritanceOf(path).size(), 1U);
+    storage.close();
+    storage.close();
+    EXPECT_EQ(storage.open(path), 0U);
+    EXPECT_EQ(Kiv::CFileStorage(4).open(path), 0U);
+    EXPECT_EQ(inheritanceOf(path), std::vector<bool>{false});
 }
 
 TEST_F(FileStorage, OpenStorageStaysAsItIsWhenAskedForAMissingFile)

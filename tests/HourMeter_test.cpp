@@ -11,10 +11,10 @@
 
 #include <kiv/FileStorage.h>
 
-#include "../src/kiv/HourMeterPrivate.h"
 #include "ChildProcess.h"
 #include "TemporaryDirectory.h"
 #include "WaitUntil.h"
+#include "kiv/files/HourMeterPrivate.h"
 
 using namespace std::chrono_literals;
 

@@ -8,12 +8,19 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "OpenDescriptors.h"
 #include "TemporaryDirectory.h"
+#include "WaitUntil.h"
 
 using Kiv::CIniFile;
 using Kiv::CIniFileKey;
@@ -26,6 +33,21 @@ namespace
 constexpr ErrCode noSuchEntity = 0u - 2u;
 constexpr ErrCode ioError = 0u - 5u;
 constexpr ErrCode noSpaceLeft = 0u - 28u;
+
+int writtenBlocks = 0;
+int refusedBlock = 0; ///< as if the disk were full just then
+
+} // namespace
+
+extern "C" std::size_t fwrite(const void* data, std::size_t size, std::size_t count, std::FILE* file)
+{
+    if (++writtenBlocks == refusedBlock)
+        return errno = ENOSPC, 0;
+    return fwrite_unlocked(data, size, count, file);
+}
+
+namespace
+{
 
 class IniFile : public testing::Test
 {
@@ -192,6 +214,26 @@ TEST_F(IniFile, FailuresAreToldAndLeaveNoFileOpen)
     EXPECT_EQ(openFiles(), before);
 }
 
+TEST_F(IniFile, NoFileIsInheritedByPrograms)
+{
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0); // whoever has opened it waits here
+    CIniFile ini(path);
+    std::thread loading([&] { EXPECT_EQ(ini.load(), 0u); });
+    const int writer = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    EXPECT_TRUE(waitUntil([&] { return inheritanceOf(path) == std::vector<bool>{false, false}; }));
+    close(writer);
+    loading.join();
+    ini.writeString("S", "k", std::string(200000, 'x')); // more than a pipe takes
+    std::thread writing([&] { EXPECT_EQ(ini.updateFile(), 0u); });
+    const int reader = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    EXPECT_TRUE(waitUntil([&] { return inheritanceOf(path) == std::vector<bool>{false, false}; }));
+    std::string block(65536, '\0');
+    while (read(reader, block.data(), block.size()) > 0)
+    {}
+    close(reader);
+    writing.join();
+}
+
 TEST_F(IniFile, FullDiskIsToldWhateverTheSizeAndTheModelLives)
 {
     const auto before = openFiles();
@@ -203,6 +245,16 @@ TEST_F(IniFile, FullDiskIsToldWhateverTheSizeAndTheModelLives)
             section->addKey("key", "value", "; comment\n");
         EXPECT_EQ(ini.updateFile(), noSpaceLeft);
         EXPECT_EQ(ini.keyCountInSection("S"), keys);
+    }
+    // A disk that is full for a moment refuses one block, and takes what comes at the close.
+    CIniFile ini(path);
+    for (const char* section : {"A", "B", "C"})
+        ini.writeString(ini.addSection(section, "")->sectionName(), "key", std::string(70000, 'x'));
+    for (refusedBlock = 1; refusedBlock <= 4; ++refusedBlock)
+    {
+        writtenBlocks = 0;
+        EXPECT_EQ(ini.updateFile(), noSpaceLeft) << refusedBlock;
+        EXPECT_EQ(writtenBlocks, refusedBlock);
     }
     EXPECT_EQ(openFiles(), before);
 }

@@ -18,6 +18,7 @@ struct LogRecord
     std::string file;
     int line;
     std::string function;
+    std::string thread;
 };
 
 /// Records everything from TRACE on that a logger receives while the recorder lives.
@@ -61,8 +62,8 @@ private:
         void append(const log4cplus::spi::InternalLoggingEvent& event) override
         {
             const std::lock_guard<std::mutex> guard(mutex);
-            kept.push_back(
-                {event.getLogLevel(), event.getMessage(), event.getFile(), event.getLine(), event.getFunction()});
+            kept.push_back({event.getLogLevel(), event.getMessage(), event.getFile(), event.getLine(),
+                            event.getFunction(), event.getThread()});
         }
 
         mutable std::mutex mutex;

@@ -1,5 +1,9 @@
 #include <kiv/State.h>
 
+#include <functional>
+#include <memory>
+#include <stdexcept>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -31,6 +35,35 @@ struct CTwoGroups
         machine.setInitialState(a);
         a->setInitialState(a1);
     }
+};
+
+/// Does what it is told to in its constructor, then throws.
+template<class Base>
+struct CThrowing : Base
+{
+    CThrowing(CState* parent, const std::function<void(CThrowing&)>& act) : Base("throwing", parent)
+    {
+        act(*this);
+        throw std::runtime_error("constructor");
+    }
+};
+
+template<class Base>
+void constructInVain(
+    CState* parent, const std::function<void(CThrowing<Base>&)>& act = [](auto&) {})
+{
+    EXPECT_THROW(new CThrowing<Base>(parent, act), std::runtime_error);
+}
+
+/// Fires a transition the first time that it hears of an exit.
+struct CFiringOnExit : sigslot::has_slots<>
+{
+    void onExited(Kiv::CAbstractState*)
+    {
+        if (CTransition* const fired = std::exchange(transition, nullptr))
+            fired->trigger();
+    }
+    CTransition* transition = nullptr;
 };
 
 } // namespace
@@ -287,6 +320,137 @@ TEST(HistoryState, RefusesADefaultFromElsewhereWithALogLine)
     }
     tree.machine.start();
     EXPECT_TRUE(tree.a2->isActive());
+}
+
+TEST(HistoryState, StandingForEachOtherEnterNothing)
+{
+    CTwoGroups tree;
+    CHistoryState* histories[] = {new CHistoryState("H1", tree.a), new CHistoryState("H2", tree.a),
+                                  new CHistoryState("H3", tree.a)};
+    histories[0]->setDefaultState(histories[1]);
+    histories[1]->setDefaultState(histories[2]);
+    histories[2]->setDefaultState(tree.a2);
+    tree.machine.setInitialState(tree.b);
+    tree.machine.start();
+    CTransition* const toFirst = tree.b->addTransitionTo(histories[0]);
+    CTransition* const back = tree.a->addTransitionTo(tree.b);
+    toFirst->trigger();
+    EXPECT_TRUE(tree.a2->isActive()) << "a chain that ends";
+    back->trigger();
+
+    CHistoryState* circle[] = {new CHistoryState("C1", tree.a), new CHistoryState("C2", tree.a)};
+    circle[0]->setDefaultState(circle[1]);
+    circle[1]->setDefaultState(circle[0]);
+    tree.b->addTransitionTo(circle[0])->trigger();
+    EXPECT_FALSE(tree.a1->isActive() || tree.a2->isActive());
+    circle[1]->setDefaultState(tree.a1);
+    back->trigger();
+    tree.b->addTransitionTo(circle[0])->trigger();
+    EXPECT_TRUE(tree.a1->isActive()) << "a circle that was opened";
+}
+
+TEST(State, WhoseConstructorThrowsIsGoneFromEveryPlace)
+{
+    CTwoGroups tree;
+    CHistoryState* const history = tree.a->addHistoryState();
+    tree.machine.start();
+    CTransition* const inwards = tree.b->addTransitionTo(nullptr, "inwards");
+    CTransition* const toIt = tree.a1->addTransitionTo(nullptr, "to it");
+    constructInVain<CState>(tree.a, [&](CState& state) {
+        auto* const inner = new CState("inner", &state);
+        inner->addEventTransitionTo(tree.a1, 7);
+        state.addEventTransitionTo(tree.b, 7)->trigger(CTransition::TriggerQueued);
+        inwards->setTargetState(inner);
+        toIt->setTargetState(&state);
+        history->setDefaultState(&state);
+        tree.a->setInitialState(&state);
+        history->enter(); // remembers it and enters it
+        EXPECT_EQ(tree.a->currentChild(), &state);
+    });
+    EXPECT_THAT(tree.a->children(), ElementsAre(tree.a1, tree.a2));
+    EXPECT_EQ(tree.a->initialState(), nullptr);
+    EXPECT_EQ(tree.a->currentChild(), nullptr);
+    EXPECT_EQ(history->defaultState(), nullptr);
+    EXPECT_EQ(inwards->target(), nullptr);
+    EXPECT_EQ(toIt->target(), nullptr);
+    EXPECT_THAT(tree.machine.transitionsOf(7), IsEmpty());
+    tree.machine.postEvent(7);
+    tree.machine.process();
+    history->enter();
+    EXPECT_EQ(tree.a->currentChild(), nullptr) << "nothing is remembered";
+}
+
+TEST(State, WhoseConstructorThrowsLeavesItsGroupWorking)
+{
+    CTwoGroups tree;
+    tree.a->setChildMode(CState::ChildModeParallel);
+    constructInVain<CState>(tree.a);
+    CHistoryState* const history = tree.b->addHistoryState();
+    constructInVain<CHistoryState>(tree.b);
+    EXPECT_THAT(tree.b->historyStates(), ElementsAre(history));
+    auto* const done = new CFinalState("done", tree.b);
+    constructInVain<CFinalState>(tree.b);
+    tree.machine.start();
+    EXPECT_TRUE(tree.a1->isActive() && tree.a2->isActive());
+    tree.a->addTransitionTo(done)->trigger();
+    EXPECT_TRUE(tree.b->isFinished());
+
+    CState other("other");
+    other.addState(tree.a2); // moves: it has one owner
+    EXPECT_THAT(tree.a->children(), ElementsAre(tree.a1));
+    EXPECT_EQ(tree.a2->parentState(), &other);
+}
+
+TEST(State, FindsTheMachineWholeInItsDestructor)
+{
+    struct CLooking : CState
+    {
+        using CState::CState;
+        ~CLooking() override
+        {
+            machine()->logMessage("%s of %zu", name().c_str(), parentState()->children().size() + 1);
+            EXPECT_TRUE(machine()->isAsync());
+            EXPECT_THAT(machine()->transitionsOf(1), IsEmpty());
+            machine()->processEvent(1);
+            EXPECT_EQ(machine()->pendingEvents(), 0U);
+            EXPECT_EQ(machine()->currentChild(), nullptr);
+        }
+    };
+    CRecorder recorder;
+    {
+        CStateMachine machine(CStateMachine::ProcessingAsync);
+        recorder.recordLog(machine);
+        auto* const first = new CLooking("first", &machine);
+        auto* const second = new CLooking("second", &machine);
+        new CLooking("inner", second);
+        machine.setInitialState(first);
+        first->addEventTransitionTo(second, 1);
+        machine.start();
+        machine.stop();
+        recorder.take();
+    }
+    EXPECT_THAT(recorder.take(), ElementsAre("first of 2", "second of 1", "inner of 1"));
+}
+
+TEST(State, EnteredByAReceiverWhileTheMachineStopsIsLeftByTheNextStopOrStart)
+{
+    for (const bool startsAtOnce : {false, true})
+    {
+        CTwoGroups tree;
+        CFiringOnExit receiver;
+        receiver.transition = tree.a->addTransitionTo(tree.b);
+        tree.a->sigExited.connect(&receiver, &CFiringOnExit::onExited);
+        tree.machine.start();
+        tree.machine.stop();
+        EXPECT_EQ(tree.machine.currentChild(), tree.b);
+        EXPECT_TRUE(tree.b->isActive() && !tree.a->isActive());
+        if (startsAtOnce)
+            tree.machine.start();
+        else
+            tree.machine.stop();
+        EXPECT_FALSE(tree.b->isActive());
+        EXPECT_EQ(tree.machine.currentChild(), startsAtOnce ? tree.a : nullptr);
+    }
 }
 
 TEST(State, PathNamesTheWayFromTheMachineDown)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -17,6 +18,20 @@
 
 using Kiv::CThread;
 using testing::ElementsAre;
+
+namespace
+{
+thread_local bool memoryIsOut = false;
+}
+
+[[gnu::noinline]] void* operator new(std::size_t size)
+{
+    void* const memory = memoryIsOut ? nullptr : std::malloc(size);
+    return memory != nullptr ? memory : throw std::bad_alloc();
+}
+
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace
 {
@@ -198,6 +213,20 @@ TEST(Thread, BodyThatSleepsOnIsTerminatedAndUnwound)
         prefix = logText(thread, "careless ");
     }
     EXPECT_THAT(log.texts(), ElementsAre(prefix + "start", prefix + "terminate"));
+    EXPECT_TRUE(waitUntil([] { return unwound.load(); }));
+}
+
+TEST(Thread, DestructionNeedsNoMemory)
+{
+    const LogRecorder log(log4cplus::Logger::getRoot());
+    unwound = false;
+    auto running = std::make_unique<CarelessThread<sleepOn>>();
+    auto idle = std::make_unique<CarelessThread<sleepOn>>();
+    running->start();
+    memoryIsOut = true;
+    running.reset();
+    idle.reset();
+    memoryIsOut = false;
     EXPECT_TRUE(waitUntil([] { return unwound.load(); }));
 }
 

@@ -2,6 +2,10 @@
 
 add_test(NAME exported_symbols COMMAND ${PROJECT_SOURCE_DIR}/scripts/exported-symbols --check $<TARGET_FILE:kiv>)
 
+add_test(NAME Macho.mustNotCompile
+    COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/must-not-compile ${CMAKE_CXX_COMPILER}
+            ${CMAKE_CURRENT_SOURCE_DIR}/Macho_must_not_compile.cpp -I${PROJECT_SOURCE_DIR}/src)
+
 function(kiv_check name)
   add_test(NAME ${name} COMMAND ${ARGN} WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
   set_tests_properties(${name} PROPERTIES
@@ -11,6 +15,8 @@ endfunction()
 kiv_check(check.format scripts/check format)
 kiv_check(check.tidy scripts/check tidy)
 kiv_check(check.headers scripts/check headers)
+kiv_check(check.arrows scripts/check arrows)
+kiv_check(check.members scripts/declared-members $<TARGET_FILE:kiv>)
 kiv_check(check.packaging scripts/check packaging)
 if(KIV_BUILD_DOCS)
   kiv_check(docs.regions scripts/docs-regions)

@@ -4,10 +4,19 @@
 #include <kiv/Thread.h>
 #include <kiv/TinySimpleFSM.h>
 
+#include <atomic>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <thread>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <log4cplus/appender.h>
 #include <log4cplus/logger.h>
@@ -17,6 +26,9 @@ namespace
 {
 
 volatile int sink = 0;
+std::string way;
+std::atomic<bool> isUnwinding{false};
+std::atomic<bool> isOtherCrashing{false};
 
 // These fail on purpose and want the plain outcome, not a sanitizer's message.
 #define FAILING __attribute__((noinline, no_sanitize("address", "undefined")))
@@ -83,13 +95,81 @@ void crashOnWorker(void (*crash)())
         Kiv::CThread::sleep(1000);
 }
 
+/// Crashes while the first thread's report is being written.
+void crashBesideAnother()
+{
+    std::thread([] {
+        while (!isUnwinding)
+            usleep(1000);
+        isOtherCrashing = true;
+        std::abort();
+    }).detach();
+    crash_here();
+}
+
+bool isUnwoundForEver() { return way.rfind("endless", 0) == 0; }
+
+/// What is to be so before the crash. False if it cannot be.
+bool prepare(const std::string& path)
+{
+    if (way == "endless-blocked")
+    {
+        sigset_t alarms;
+        sigemptyset(&alarms);
+        sigaddset(&alarms, SIGALRM);
+        pthread_sigmask(SIG_BLOCK, &alarms, nullptr);
+    }
+    else if (way == "file-size")
+    {
+        const rlimit limit{100, 100};
+        return setrlimit(RLIMIT_FSIZE, &limit) == 0;
+    }
+    else if (way == "terminal") // does not become the controlling one
+        return open("/dev/tty", O_RDWR) < 0;
+    else if (way == "reader-gone")
+    {
+        close(STDIN_FILENO);
+        return access(path.c_str(), F_OK) == 0;
+    }
+    return true;
+}
+
 } // namespace
+
+// Stand-ins for what the library calls: unwinding that never ends or meets another crash, and no thread to end it.
+
+extern "C" int backtrace(void** addresses, int size)
+{
+    isUnwinding = isUnwinding || sink < 0;
+    while (isUnwinding && isUnwoundForEver())
+        pause();
+    if (isUnwinding && way == "two")
+    {
+        while (!isOtherCrashing)
+            usleep(1000);
+        usleep(300000);
+    }
+    static const auto original = reinterpret_cast<int (*)(void**, int)>(dlsym(RTLD_NEXT, "backtrace"));
+    return original(addresses, size);
+}
+
+extern "C" int __clone(int (*function)(void*), void* stack, int flags, void* argument, ...)
+{
+    if (way == "endless-without-thread")
+        return -1;
+    static const auto original =
+        reinterpret_cast<int (*)(int (*)(void*), void*, int, void*, ...)>(dlsym(RTLD_NEXT, "__clone"));
+    return original(function, stack, flags, argument);
+}
 
 int main(int argc, char** argv)
 {
-    const std::string way = argc > 2 ? argv[2] : "";
-    if (argc < 3 || Kiv::Diag::installCrashReport(argv[1]) != 0)
+    way = argc > 2 ? argv[2] : "";
+    if (way == "reader-gone") // the reader is there at installation
+        dup2(open(argv[1], O_RDONLY | O_NONBLOCK), STDIN_FILENO);
+    if (argc < 3 || Kiv::Diag::installCrashReport(argv[1]) != 0 || !prepare(argv[1]))
         return 2;
+    sink = -1; // from now on stacks are unwound by a crash
     if (way == "stack")
         overflow_the_stack(0);
     else if (way == "malloc")
@@ -100,6 +180,14 @@ int main(int argc, char** argv)
         crashOnWorker(crash_here);
     else if (way == "worker-stack")
         crashOnWorker([] { overflow_the_stack(1); });
+    else if (way == "two")
+        crashBesideAnother();
+    else if (way == "abort")
+        std::abort();
+    else if (way == "throw")
+        throw std::runtime_error("nobody catches this");
+    else if (way == "raise")
+        raise(SIGSEGV);
     else
         crash_here();
     return 0;

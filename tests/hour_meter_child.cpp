@@ -3,7 +3,7 @@
 
 #include <kiv/FileStorage.h>
 
-#include "../src/kiv/HourMeterPrivate.h"
+#include "kiv/files/HourMeterPrivate.h"
 
 int main(int, char** argv)
 {

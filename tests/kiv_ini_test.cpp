@@ -1,4 +1,5 @@
 // kiv ini: what it reads and reports, and that setting a value loses nothing.
+#include <cstdarg>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -6,10 +7,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <kiv/IniFile.h>
 
+#include "Command.h"
 #include "FileReplacement.h"
 #include "IniEdit.h"
 #include "IniLines.h"
@@ -17,6 +23,70 @@
 #include "TemporaryDirectory.h"
 
 using namespace std::string_literals;
+
+namespace
+{
+
+/// What the system calls of this process do otherwise than usual, and which files it brought to the disk.
+struct CSystemCalls
+{
+    std::string failing; ///< this one fails
+    std::string deadly;  ///< this one does not come back
+    bool hasUnnamedFiles = true;
+    std::vector<ino_t> synced;
+} systemCalls;
+
+/// True when the call fails.
+bool stopsAt(const char* call)
+{
+    if (systemCalls.deadly == call)
+        raise(SIGKILL);
+    errno = EIO;
+    return systemCalls.failing == call;
+}
+
+template<class Function>
+Function* original(const char* name)
+{
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+extern "C" int open(const char* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    if ((flags & O_TMPFILE) == O_TMPFILE && !systemCalls.hasUnnamedFiles)
+        return errno = EOPNOTSUPP, -1;
+    return original<int(const char*, int, ...)>("open")(path, flags, mode);
+}
+
+extern "C" int fsync(int file)
+{
+    struct stat status = {};
+    fstat(file, &status);
+    systemCalls.synced.push_back(status.st_ino);
+    return stopsAt("fsync") ? -1 : original<int(int)>("fsync")(file);
+}
+
+extern "C" int fchmod(int file, mode_t mode) noexcept
+{
+    return stopsAt("fchmod") ? -1 : original<int(int, mode_t)>("fchmod")(file, mode);
+}
+
+extern "C" int linkat(int fromFolder, const char* from, int toFolder, const char* to, int flags) noexcept
+{
+    const auto link = original<int(int, const char*, int, const char*, int)>("linkat");
+    return stopsAt("linkat") ? -1 : link(fromFolder, from, toFolder, to, flags);
+}
+
+extern "C" int rename(const char* from, const char* to) noexcept
+{
+    return stopsAt("rename") ? -1 : original<int(const char*, const char*)>("rename")(from, to);
+}
 
 namespace
 {
@@ -32,6 +102,19 @@ protected:
         std::ostringstream text;
         text << file.rdbuf();
         return text.str();
+    }
+
+    ino_t inode() const
+    {
+        struct stat status = {};
+        stat(path.c_str(), &status);
+        return status.st_ino;
+    }
+
+    void replace(const std::string& content) const
+    {
+        const Tool::CEditLock lock(path);
+        Tool::CFileReplacement(lock, content, false).commit();
     }
 
     std::size_t filesInFolder() const
@@ -288,35 +371,33 @@ TEST_F(KivIni, WhatCannotBeSetLeavesTheFileUntouched)
     for (const Case& refused : cases)
     {
         write(refused.before);
-        struct stat before = {};
-        struct stat after = {};
-        stat(path.c_str(), &before);
+        const ino_t before = inode();
         std::vector<std::string> call = {"ini", "set", path};
         call.insert(call.end(), refused.setting.begin(), refused.setting.end());
         EXPECT_THAT(runTool(call), Refuses(2, refused.reason)) << testing::PrintToString(call);
-        stat(path.c_str(), &after);
         EXPECT_EQ(read(), refused.before);
-        EXPECT_EQ(before.st_ino, after.st_ino);
+        EXPECT_EQ(inode(), before);
         EXPECT_EQ(filesInFolder(), 1U);
     }
 }
 
-TEST_F(KivIni, SetKeepsModeAndLinksAndDoesNotWriteTheSameAgain)
+TEST_F(KivIni, SetKeepsOwnerModeAndLinksAndDoesNotWriteTheSameAgain)
 {
     write("[A]\nk=1\n");
     chmod(path.c_str(), 0640);
+    const uid_t owner = geteuid() == 0 ? 12345 : geteuid(); // only root can have somebody else's
+    ASSERT_EQ(chown(path.c_str(), owner, static_cast<gid_t>(-1)), 0);
     const std::string link = directory.path() / "link.ini";
     std::filesystem::create_symlink("test.ini", link);
     EXPECT_THAT(runTool({"ini", "set", link, "A", "k", "2"}), Prints(""));
     EXPECT_EQ(read(), "[A]\nk=2\n");
     EXPECT_TRUE(std::filesystem::is_symlink(link));
-    struct stat first = {};
-    struct stat second = {};
-    stat(path.c_str(), &first);
-    EXPECT_EQ(first.st_mode & 07777, 0640U);
+    struct stat status = {};
+    stat(path.c_str(), &status);
+    EXPECT_EQ(status.st_mode & 07777, 0640U);
+    EXPECT_EQ(status.st_uid, owner);
     EXPECT_THAT(runTool({"ini", "set", path, "A", "k", "2"}), Prints(""));
-    stat(path.c_str(), &second);
-    EXPECT_EQ(first.st_ino, second.st_ino);
+    EXPECT_EQ(inode(), status.st_ino);
 }
 
 TEST_F(KivIni, SetMakesAFileOnlyWhenAskedTo)
@@ -346,15 +427,41 @@ TEST_F(KivIni, SetsAtTheSameTimeAllCount)
     EXPECT_EQ(Tool::iniLines(read()).size(), 11U) << read();
 }
 
+TEST_F(KivIni, SetWaitsOnlyAWhileForALockThatEveryReaderOfTheFolderCanHold)
+{
+    write("[A]\n");
+    const int folder = open(directory.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(flock(folder, LOCK_EX), 0);
+    CChildProcess set({"timeout", "-s", "KILL", "100", KIV_TOOL, "ini", "set", path, "A", "k", "1"});
+    EXPECT_EQ(set.wait(), 3);
+    EXPECT_EQ(set.err(), "kiv: " + path + ": another program holds the lock of its folder\n");
+    EXPECT_EQ(read(), "[A]\n");
+    close(folder);
+    EXPECT_THAT(runTool({"ini", "set", path, "A", "k", "1"}), Prints(""));
+}
+
 TEST_F(KivIni, SetLeavesNothingBehindWhenItCannotEnd)
 {
     const std::string text = "[A]\nk=1\n;" + std::string(20000, 'x') + '\n';
     write(text);
     EXPECT_THAT(runShell("ulimit -f 8; kiv ini set " + path + " A k 2"), Refuses(3, "test.ini"));
+    for (const bool hasUnnamedFiles : {true, false})
+    {
+        systemCalls.hasUnnamedFiles = hasUnnamedFiles;
+        for (const char* call : {"fchmod", "fsync", "linkat", "rename"})
+        {
+            if (!hasUnnamedFiles && call == "linkat"s)
+                continue;
+            systemCalls.failing = call;
+            EXPECT_THROW(replace("[A]\n"), Tool::CToolError) << call;
+            systemCalls.failing.clear();
+            EXPECT_EQ(filesInFolder(), 1U) << call;
+        }
+    }
     EXPECT_EQ(read(), text);
-    EXPECT_EQ(filesInFolder(), 1U);
     CChildProcess stopped([this] {
-        Tool::CFileReplacement replacement(path, "[A]\n", false);
+        const Tool::CEditLock lock(path);
+        Tool::CFileReplacement replacement(lock, "[A]\n", false);
         raise(SIGTERM);
         replacement.commit();
         return 0;
@@ -362,4 +469,43 @@ TEST_F(KivIni, SetLeavesNothingBehindWhenItCannotEnd)
     EXPECT_EQ(stopped.wait(), 128 + SIGTERM);
     EXPECT_EQ(read(), "[A]\n");
     EXPECT_EQ(filesInFolder(), 1U);
+}
+
+TEST_F(KivIni, WhatAKilledSetLeavesTheNextOneTakesAway)
+{
+    const struct
+    {
+        const char* deadly;
+        bool hasUnnamedFiles;
+        std::size_t left;
+    } rows[] = {
+        {"fsync", true, 0}, {"linkat", true, 0}, {"rename", true, 1}, {"fsync", false, 1}, {"rename", false, 1}};
+    for (const auto& row : rows)
+    {
+        write("[A]\nold=1\n");
+        CChildProcess killed([&] {
+            systemCalls.deadly = row.deadly;
+            systemCalls.hasUnnamedFiles = row.hasUnnamedFiles;
+            replace("[A]\n");
+            return 0;
+        });
+        EXPECT_EQ(killed.wait(), 128 + SIGKILL);
+        EXPECT_EQ(read(), "[A]\nold=1\n");
+        EXPECT_EQ(filesInFolder(), 1 + row.left) << row.deadly;
+        EXPECT_THAT(runTool({"ini", "set", path, "A", "k", "2"}), Prints(""));
+        EXPECT_EQ(filesInFolder(), 1U) << row.deadly;
+    }
+}
+
+TEST_F(KivIni, SetBringsTheFileToTheDiskBeforeItsNameAndThenTheName)
+{
+    write("[A]\n");
+    systemCalls.failing = "rename";
+    EXPECT_THROW(replace("[B]\n"), Tool::CToolError);
+    EXPECT_EQ(systemCalls.synced.size(), 1U); // nothing gets the old one's name before this
+    systemCalls = CSystemCalls();
+    replace("[B]\n");
+    struct stat folder = {};
+    stat(directory.path().c_str(), &folder);
+    EXPECT_THAT(systemCalls.synced, testing::ElementsAre(inode(), folder.st_ino));
 }

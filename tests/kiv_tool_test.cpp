@@ -62,7 +62,7 @@ Words completions(const std::vector<std::string>& words, const std::string& star
     for (const std::string& word : words)
         line += ' ' + word;
     CChildProcess bash({"bash", "-c",
-                        "source " KIV_COMPLETION "; COMP_WORDS=(" + line + " '" + start + "'); COMP_CWORD=" +
+                        "source '" KIV_COMPLETION "'; COMP_WORDS=(" + line + " '" + start + "'); COMP_CWORD=" +
                             std::to_string(words.size() + 1) + "; _kiv; printf '%s\\n' \"${COMPREPLY[@]}\""});
     EXPECT_EQ(bash.wait(), 0) << bash.err();
     Words offered;

@@ -240,6 +240,9 @@ TEST(Sigslot, ConnectingWithoutMemoryChangesNothing)
         catch (const std::bad_alloc&)
         {
             ++failures;
+            allocationsLeft = -1;
+            EXPECT_EQ(emitted(signal), "") << "connected in spite of the failure";
+            EXPECT_FALSE(signal.is_connected(&probe));
         }
         allocationsLeft = -1;
     }

@@ -304,3 +304,24 @@ TEST(Utf8String, PiecesOfAnyBytesAreCountedBehindThinText)
         ASSERT_EQ(faultOf(string, expected), "") << "operation " << i;
     }
 }
+
+TEST(Utf8String, ShortTextsAppendedToALongTextLeaveItsTableWhole)
+{
+    CDice dice(4);
+    for (int round = 0; round < modelOperations / 12'500; ++round)
+    {
+        dice.rareness = 4 + dice.upTo(30);
+        std::u32string start = dice.text(300) + std::u32string(300, U'a');
+        start.front() = U'\u20AC';
+        utf8_string string(start.c_str());
+        std::string expected = encoded(start);
+        for (int i = 0; i < 300; ++i)
+        {
+            dice.rareness = dice.oneIn(10) ? 1 : 20;
+            const std::string text = encoded(dice.text(7)) + (dice.oneIn(4) ? "\u00E4" : "b");
+            string.append(raw(text));
+            expected.append(text);
+            ASSERT_EQ(faultOf(string, expected), "") << "append " << i << " in round " << round;
+        }
+    }
+}

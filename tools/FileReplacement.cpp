@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -17,23 +18,6 @@ namespace Tool
 namespace
 {
 
-class CDescriptor
-{
-public:
-    explicit CDescriptor(int value) : descriptor(value) {}
-    ~CDescriptor()
-    {
-        if (descriptor >= 0)
-            ::close(descriptor);
-    }
-    CDescriptor(const CDescriptor&) = delete;
-    CDescriptor& operator=(const CDescriptor&) = delete;
-    int get() const { return descriptor; }
-
-private:
-    int descriptor;
-};
-
 /// Where symbolic links lead; the path itself when nothing is there.
 std::string resolved(const std::string& path)
 {
@@ -46,6 +30,9 @@ std::string folderOf(const std::string& path)
     const std::size_t slash = path.rfind('/');
     return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
+
+/// By this name an open file is read and linked.
+std::string procPath(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
 
 bool isLink(const std::string& path)
 {
@@ -66,6 +53,27 @@ bool writeAll(int descriptor, const std::string& content)
     return fsync(descriptor) == 0;
 }
 
+/// Only now a power failure keeps a new name; a file system that cannot do that still has the new file.
+void keepNames(const std::string& folder)
+{
+    const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0)
+        return;
+    fsync(descriptor);
+    ::close(descriptor);
+}
+
+/// A file without a name, of which nothing is left when the process ends; -1 where there are no such files.
+int openUnnamed(const std::string& folder)
+{
+    const int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    if (file >= 0 && access(procPath(file).c_str(), F_OK) == 0)
+        return file;
+    if (file >= 0)
+        ::close(file);
+    return -1;
+}
+
 mode_t creationMode()
 {
     const mode_t mask = umask(0);
@@ -75,11 +83,23 @@ mode_t creationMode()
 
 } // namespace
 
-CEditLock::CEditLock(const std::string& path)
-    : folder(::open(folderOf(resolved(path)).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+CEditLock::CEditLock(const std::string& path, std::chrono::milliseconds patience)
+    : target(resolved(path)), folder(::open(folderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
 {
-    while (folder >= 0 && flock(folder, LOCK_EX) != 0 && errno == EINTR)
-    {}
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (folder >= 0 && !isLocked)
+    {
+        isLocked = flock(folder, LOCK_EX | LOCK_NB) == 0;
+        if (!isLocked && errno != EWOULDBLOCK && errno != EINTR)
+            return;
+        if (!isLocked && std::chrono::steady_clock::now() >= end)
+        {
+            ::close(folder);
+            throw CToolError(ExitFailed, path + ": another program holds the lock of its folder");
+        }
+        if (!isLocked)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
 }
 
 CEditLock::~CEditLock()
@@ -99,34 +119,54 @@ CHeldSignals::CHeldSignals()
 
 CHeldSignals::~CHeldSignals() { sigprocmask(SIG_SETMASK, &before, nullptr); }
 
-CFileReplacement::CFileReplacement(const std::string& path, const std::string& content, bool mayCreate)
-    : oldPath(resolved(path))
+// A name that stands there under the lock is one that a killed process left; without a lock it may be in use.
+CFileReplacement::CFileReplacement(const CEditLock& lock, const std::string& content, bool mayCreate)
+    : oldPath(lock.path()),
+      newPath(folderOf(oldPath) + ".kiv-ini-set" + (lock.isHeld() ? "" : '.' + std::to_string(getpid())))
 {
-    std::string name = oldPath + ".XXXXXX";
-    const CDescriptor file(mkostemp(name.data(), O_CLOEXEC));
-    if (file.get() < 0)
-        throw systemFailure(path + ": no new file beside it");
-    newPath = name;
+    makeFile();
     try
     {
-        takeOverOwner(file.get(), mayCreate);
-        if (!writeAll(file.get(), content))
-            throw systemFailure(path);
+        fill(content, mayCreate);
     }
     catch (...)
     {
-        unlink(newPath.c_str());
+        discard();
         throw;
     }
 }
 
-CFileReplacement::~CFileReplacement()
+CFileReplacement::~CFileReplacement() { discard(); }
+
+void CFileReplacement::makeFile()
 {
-    if (!newPath.empty())
-        unlink(newPath.c_str());
+    unlink(newPath.c_str());
+    file = openUnnamed(folderOf(oldPath));
+    if (file >= 0)
+        return;
+    file = ::open(newPath.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0600);
+    if (file < 0)
+        throw systemFailure(oldPath + ": no new file beside it");
+    hasName = true;
 }
 
-void CFileReplacement::takeOverOwner(int descriptor, bool mayCreate) const
+void CFileReplacement::discard()
+{
+    if (hasName)
+        unlink(newPath.c_str());
+    ::close(file);
+}
+
+void CFileReplacement::fill(const std::string& content, bool mayCreate) const
+{
+    takeOverOwner(mayCreate);
+    if (!writeAll(file, content))
+        throw systemFailure(oldPath);
+}
+
+std::string CFileReplacement::path() const { return hasName ? newPath : procPath(file); }
+
+void CFileReplacement::takeOverOwner(bool mayCreate) const
 {
     struct stat old = {};
     struct stat own = {};
@@ -134,27 +174,27 @@ void CFileReplacement::takeOverOwner(int descriptor, bool mayCreate) const
     {
         if (errno == ENOENT && isLink(oldPath))
             throw CToolError(ExitFailed, oldPath + ": the symbolic link leads nowhere");
-        if (errno != ENOENT || !mayCreate || fchmod(descriptor, creationMode()) != 0)
+        if (errno != ENOENT || !mayCreate || fchmod(file, creationMode()) != 0)
             throw systemFailure(oldPath);
         return;
     }
-    if (access(oldPath.c_str(), W_OK) != 0 || fstat(descriptor, &own) != 0)
+    if (access(oldPath.c_str(), W_OK) != 0 || fstat(file, &own) != 0)
         throw systemFailure(oldPath);
     const bool isOtherOwner = old.st_uid != own.st_uid || old.st_gid != own.st_gid;
-    if ((isOtherOwner && fchown(descriptor, old.st_uid, old.st_gid) != 0) ||
-        fchmod(descriptor, old.st_mode & 07777) != 0)
+    if ((isOtherOwner && fchown(file, old.st_uid, old.st_gid) != 0) || fchmod(file, old.st_mode & 07777) != 0)
         throw systemFailure(oldPath + ": owner and mode cannot be kept");
 }
 
+// A link never replaces what is there; so the file gets a name of its own, for one moment.
 void CFileReplacement::commit()
 {
+    if (!hasName && linkat(AT_FDCWD, procPath(file).c_str(), AT_FDCWD, newPath.c_str(), AT_SYMLINK_FOLLOW) != 0)
+        throw systemFailure(oldPath);
+    hasName = true;
     if (rename(newPath.c_str(), oldPath.c_str()) != 0)
         throw systemFailure(oldPath);
-    newPath.clear();
-    // Only now a power failure keeps the new name; a file system that cannot do that still has the new file.
-    const CDescriptor folder(::open(folderOf(oldPath).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (folder.get() >= 0)
-        fsync(folder.get());
+    hasName = false;
+    keepNames(folderOf(oldPath));
 }
 
 } // namespace Tool

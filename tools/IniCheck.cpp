@@ -30,7 +30,8 @@ public:
     std::size_t add(const std::string& name, std::size_t line)
     {
         const auto [place, isNew] = lines.emplace(name, line);
-        isNew ? static_cast<void>(lowered.emplace(lowerCase(name), line)) : static_cast<void>(0);
+        if (isNew)
+            lowered.emplace(lowerCase(name), line);
         return isNew ? 0 : place->second;
     }
 

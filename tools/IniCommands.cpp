@@ -137,7 +137,7 @@ void setValue(const IniOptions& options)
     const std::string after = withSetting(before, options.setting);
     if (after == before)
         return;
-    CFileReplacement replacement(options.file, after, options.create);
+    CFileReplacement replacement(lock, after, options.create);
     requireReadBack(replacement.path(), options);
     replacement.commit();
 }

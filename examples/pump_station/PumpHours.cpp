@@ -1,7 +1,8 @@
 #include "PumpHours.h"
 
+#include <cstdio>
 #include <cstring>
-#include <fstream>
+#include <memory>
 
 #include <kiv/ErrorToString.h>
 #include <kiv/FileStorage.h>
@@ -28,11 +29,11 @@ long pumpOffset(std::size_t pump) { return recordSize * static_cast<long>(1 + pu
 /// Lengthens the file by zeros to what the records take.
 void provideFile(const std::string& path)
 {
-    std::ofstream file(path, std::ios::binary | std::ios::app);
-    if (!file)
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "abe"), &std::fclose);
+    if (!file || std::fseek(file.get(), 0, SEEK_END) != 0)
         throw CInputError(path, "cannot be written");
-    for (auto size = static_cast<long>(file.tellp()); size < memorySize; ++size)
-        file.put('\0');
+    for (long size = std::ftell(file.get()); size < memorySize; ++size)
+        std::fputc('\0', file.get());
 }
 
 } // namespace

@@ -28,7 +28,7 @@ CInputError::CInputError(const std::string& path, std::size_t line, const std::s
 
 CTextFile::CTextFile(const std::string& path) : filePath(path)
 {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "r"), &std::fclose);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "re"), &std::fclose);
     if (!file)
         throw CInputError(path, "cannot be read: " + systemError());
     for (int byte = std::fgetc(file.get()); byte != EOF; byte = std::fgetc(file.get()))

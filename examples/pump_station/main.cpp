@@ -107,6 +107,39 @@ ErrCode writeTrace(const Kiv::CStateMachineTrace& trace, const std::string& path
     return static_cast<ErrCode>(-(isJson ? trace.writeChromeJson(path) : trace.writeText(path)));
 }
 
+/// Lets the station work until its record or a signal ends it. The signal's number, or 0.
+int operate(CPlant& plant, CRun& run, const CStopSignals& stopSignals, bool crash)
+{
+    CService service(plant, run);
+    plant.start();
+    if (crash)
+        failOnPurpose();
+    run.start();
+    service.start();
+    const int signal = waitForEnd(run, stopSignals);
+    service.stop();
+    plant.stop();
+    return signal;
+}
+
+/// The program's exit status; says why when the run failed.
+int statusOf(const CRun& run, const IWiring& wiring, int signal)
+{
+    switch (run.outcome())
+    {
+    case RunComplete:
+        return 0;
+    case RunInterrupted:
+        return statusOfSignal + signal;
+    case RunFailed:
+        return fail(statusFailed, wiring.error() != 0
+                                      ? "the wiring failed: " + std::string(ErrorToString(wiring.error()))
+                                      : "the state machine did not answer in time");
+    default:
+        return fail(statusFailed, "the alarm timer could not be started");
+    }
+}
+
 int control(const Options& options)
 {
     const CStopSignals stopSignals;
@@ -120,19 +153,11 @@ int control(const Options& options)
     CPumpHours hours(settings.hoursPath);
     CPlant plant(settings, record, *wiring, hours);
     CRun run(plant, settings.alarmInterval, options.speed.value_or(settings.speed), options.quiet);
-    CService service(plant, run);
     reportFindings(plant.stateMachine());
     std::optional<Kiv::CStateMachineTrace> trace;
     if (options.tracePath)
         trace.emplace(plant.stateMachine(), tracedRecords).start();
-    plant.start();
-    if (options.crash)
-        failOnPurpose();
-    run.start();
-    service.start();
-    const int signal = waitForEnd(run, stopSignals);
-    service.stop();
-    plant.stop();
+    const int signal = operate(plant, run, stopSignals, options.crash);
 
     printTable(plant);
     const ErrCode traced = trace ? writeTrace(*trace, *options.tracePath) : 0;
@@ -142,19 +167,7 @@ int control(const Options& options)
         return fail(statusFailed, settings.hoursPath + ": " + ErrorToString(saved));
     if (traced != 0)
         return fail(statusFailed, *options.tracePath + ": " + ErrorToString(traced));
-    switch (run.outcome())
-    {
-    case RunComplete:
-        return 0;
-    case RunInterrupted:
-        return statusOfSignal + signal;
-    case RunFailed:
-        return fail(statusFailed, wiring->error() != 0
-                                      ? "the wiring failed: " + std::string(ErrorToString(wiring->error()))
-                                      : "the state machine did not answer in time");
-    default:
-        return fail(statusFailed, "the alarm timer could not be started");
-    }
+    return statusOf(run, *wiring, signal);
 }
 
 int runProgram(int argc, char** argv)

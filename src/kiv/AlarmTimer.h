@@ -56,7 +56,8 @@ public:
 /// While the last alarm is being handled, start() still finds it running and adds no alarm; setCycleCount() does.
 ///
 /// Every step is logged on the logger "AlarmTimerLogger": start, stop and end at INFO, each alarm at TRACE. Nothing is
-/// logged until a property file gives it or the root logger an appender: Diag::initDefaultConfig() gives none.
+/// logged until a property file gives it or the root logger an appender: Diag::initDefaultConfig() gives none. Alarms
+/// wait for a log that stands, such as one whose pipe is full; stop() and the destructor do not, see Diag.
 ///
 /// Threads: safe from any thread, handlers included, except construction and destruction.
 /// Errors: none reported. If the system refuses a thread, that is logged and the timer stays idle.
@@ -80,8 +81,12 @@ public:
 
     /// Ends the run; no handler begins any more. Waits up to 100 ms for a handler that is running. One that takes
     /// longer is terminated at its next cancellation point, as the body of a CThread is; that is logged, and stop()
-    /// goes on without it. What such a handler uses must outlive it. Called by the timer's own handler, stop() returns
-    /// at once and the run ends with the handler. Always 0.
+    /// goes on without it. What such a handler uses must outlive it. A log that stands takes part of the 100 ms, not
+    /// more, and may cost the records. Called by the timer's own handler, stop() returns at once and the run ends with
+    /// the handler. Always 0.
+    ///
+    /// A handler that is terminated while it writes to a std stream, as log4cplus's console appender does, leaves that
+    /// stream failed, and nothing more is shown there.
     virtual std::uint32_t stop();
 
     /// What the timer's thread calls at each alarm: waits for its turn among the alarms of all timers and calls the

@@ -28,7 +28,10 @@ void publish(std::string& text)
         putenv(text.data());
 }
 
-std::string dataLocation() { return QStandardPaths::writableLocation(QStandardPaths::DataLocation).toStdString(); }
+std::string dataLocation()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation).toStdString();
+}
 
 std::string valueOf(const std::string& name)
 {

@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-#include "ErrorCatalogue.h"
+#include "kiv/errors/ErrorCatalogue.h"
 
 using Kiv::errorCatalogue;
 using Kiv::errorCatalogueSize;

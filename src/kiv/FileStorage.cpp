@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <fstream>
+#include <istream>
 
+#include <ext/stdio_filebuf.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -23,33 +24,37 @@ constexpr ErrCode negated(ErrCode code) { return 0U - code; }
 constexpr ErrCode noSuchEntity = negated(2);
 constexpr ErrCode inputOutputError = negated(5);
 
-/// The same file once more, because a stream does not tell its descriptor: fsync works on the file.
-class CSyncDescriptor
+/// As std::fstream, but programs that the controller starts do not inherit the file.
+class CFileStream
 {
 public:
-    CSyncDescriptor() = default;
-    CSyncDescriptor(const CSyncDescriptor&) = delete;
-    CSyncDescriptor& operator=(const CSyncDescriptor&) = delete;
-    ~CSyncDescriptor() { close(); }
+    std::iostream& stream() { return io; }
+    bool isOpen() const { return buffer.is_open(); }
 
+    /// Fails when a file is open already.
     void open(const std::string& path)
     {
-        close();
-        descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        const int descriptor = isOpen() ? -1 : ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+        if (descriptor < 0)
+            return io.setstate(std::ios::failbit);
+        buffer = Buffer(descriptor, std::ios::in | std::ios::out | std::ios::binary);
+        io.clear();
     }
 
     void close()
     {
-        if (descriptor >= 0)
-            ::close(descriptor);
-        descriptor = -1;
+        if (buffer.close() == nullptr)
+            io.setstate(std::ios::failbit);
     }
 
     /// 0 or an errno value.
-    int sync() const { return ::fsync(descriptor) == 0 ? 0 : errno; }
+    int sync() { return ::fsync(buffer.fd()) == 0 ? 0 : errno; }
 
 private:
-    int descriptor = -1;
+    using Buffer = __gnu_cxx::stdio_filebuf<char>;
+
+    Buffer buffer;
+    std::iostream io{&buffer};
 };
 
 } // namespace
@@ -59,9 +64,8 @@ class CFileStoragePrivate
 public:
     explicit CFileStoragePrivate(int storageSize) : size(storageSize) {}
 
-    std::fstream stream;
+    CFileStream file;
     int size;
-    CSyncDescriptor onDisk;
 };
 
 CFileStorage::CFileStorage(int size) : d(std::make_unique<CFileStoragePrivate>(size)) {}
@@ -73,21 +77,16 @@ ErrCode CFileStorage::open(const std::string& path)
     // The lowest values: status_error and file_not_found.
     if (boost::filesystem::status(path).type() <= boost::filesystem::file_not_found)
         return noSuchEntity;
-    const bool wasOpen = d->stream.is_open();
-    d->stream.open(path, std::ios::in | std::ios::out | std::ios::binary);
-    if (!d->stream.is_open())
-        return inputOutputError;
-    if (!wasOpen)
-        d->onDisk.open(path);
-    return 0;
+    d->file.open(path);
+    return isOpen() ? 0 : inputOutputError;
 }
 
 ErrCode CFileStorage::read(char* buffer, long length, long offset)
 {
     if (!isOpen())
         return inputOutputError;
-    d->stream.seekp(offset);
-    d->stream.read(buffer, length);
+    d->file.stream().seekp(offset);
+    d->file.stream().read(buffer, length);
     return 0;
 }
 
@@ -95,34 +94,30 @@ ErrCode CFileStorage::write(const char* buffer, long length, long offset)
 {
     if (!isOpen())
         return inputOutputError;
-    d->stream.seekp(offset);
-    d->stream.write(buffer, length);
+    d->file.stream().seekp(offset);
+    d->file.stream().write(buffer, length);
     return 0;
 }
 
-void CFileStorage::close()
-{
-    d->stream.close();
-    d->onDisk.close();
-}
+void CFileStorage::close() { d->file.close(); }
 
 void CFileStorage::erase()
 {
     constexpr std::array<char, 4096> zeros{};
-    d->stream.seekp(0);
+    d->file.stream().seekp(0);
     for (long left = d->size; left > 0; left -= static_cast<long>(zeros.size()))
-        d->stream.write(zeros.data(), std::min(left, static_cast<long>(zeros.size())));
+        d->file.stream().write(zeros.data(), std::min(left, static_cast<long>(zeros.size())));
 }
 
 ErrCode CFileStorage::flush()
 {
-    if (!isGood() || !d->stream.flush())
+    if (!isGood() || !d->file.stream().flush())
         return inputOutputError;
-    return negated(errnoToErrCode(d->onDisk.sync()));
+    return negated(errnoToErrCode(d->file.sync()));
 }
 
-bool CFileStorage::isOpen() const { return d->stream.is_open(); }
+bool CFileStorage::isOpen() const { return d->file.isOpen(); }
 
-bool CFileStorage::isGood() const { return isOpen() && d->stream.good(); }
+bool CFileStorage::isGood() const { return isOpen() && d->file.stream().good(); }
 
 } // namespace Kiv

@@ -32,6 +32,8 @@ class CFileStoragePrivate;
 /// within one page of the file (4,096 bytes), a power cut if it lies within one sector of the medium: let the offset of
 /// a record be a multiple of its size, and the size a power of two.
 ///
+/// Programs that the controller starts do not inherit the file.
+///
 /// Threads: reentrant; all users of one storage belong to one thread at a time.
 /// Errors: results are 0 or a negated code, -2 as 0xFFFFFFFE.
 /// Units: bytes; offsets count from the start of the file.

@@ -5,7 +5,7 @@
 
 #include <kiv/FileStorage.h>
 
-#include "HourMeterPrivate.h"
+#include "kiv/files/HourMeterPrivate.h"
 
 namespace Kiv
 {

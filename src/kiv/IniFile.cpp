@@ -9,8 +9,8 @@
 #include <kiv/Mutex.h>
 #include <kiv/errno_translation.h>
 
-#include "LineReader.h"
-#include "NamedList.h"
+#include "kiv/files/LineReader.h"
+#include "kiv/files/NamedList.h"
 
 namespace Kiv
 {
@@ -30,18 +30,19 @@ constexpr ErrCode negated(ErrCode code) { return 0u - code; }
 
 ErrCode writeFailure() { return negated(errno != 0 ? errnoToErrCode(errno) : codeIoError); }
 
-/// Gives a variable a value for as long as this object lives.
+/// Gives a variable a value for as long as this object lives, then what it had before.
 template<class T>
 class CScopedValue
 {
 public:
-    CScopedValue(T& scopedVariable, T value) : variable(scopedVariable) { variable = value; }
-    ~CScopedValue() { variable = T(); }
+    CScopedValue(T& scopedVariable, T value) : variable(scopedVariable), before(std::exchange(scopedVariable, value)) {}
+    ~CScopedValue() { variable = before; }
     CScopedValue(const CScopedValue&) = delete;
     CScopedValue& operator=(const CScopedValue&) = delete;
 
 private:
     T& variable;
+    const T before;
 };
 
 /// Deleted keys stay until the process ends: lookups and callers' pointers still reach them.
@@ -273,6 +274,7 @@ ErrCode CIniFile::load()
     std::string line;
     while (!reader.atEnd())
     {
+        // Its own public function: what reads a line here is what an application reads it with.
         if (const ErrCode code = readLine(line))
             return code;
         d->parse(line);
@@ -282,7 +284,7 @@ ErrCode CIniFile::load()
 
 ErrCode CIniFile::updateFile()
 {
-    FileHandle file(std::fopen(d->path.c_str(), "wt"));
+    FileHandle file(std::fopen(d->path.c_str(), "wte"));
     if (!file)
         return negated(codeNoSuchEntity);
     errno = 0;

@@ -112,7 +112,8 @@ private:
 ///
 /// Names of sections and keys are case-sensitive. Section names given twice are kept twice; lookups reach the first.
 /// Pointers and references to sections and keys are good until the section is erased or the model cleared; deleted
-/// keys stay good until the process ends (see CIniFileSection).
+/// keys stay good until the process ends (see CIniFileSection). Programs that are started meanwhile do not inherit a
+/// file that is being read or written.
 ///
 /// Threads: reentrant; one thread at a time for readers too, since the first lookup builds an index.
 /// Errors: a file operation returns 0 or a negated code, -2 as 0xFFFFFFFE. Reads return the caller's default for what

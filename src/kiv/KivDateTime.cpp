@@ -7,7 +7,7 @@
 #include <limits>
 #include <ostream>
 
-#include "localtime.h"
+#include "kiv/time/localtime.h"
 
 namespace Kiv
 {

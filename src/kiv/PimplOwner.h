@@ -239,7 +239,7 @@ protected:
     }
 
 private:
-    void becomeOwner();
+    KIV_LOCAL void becomeOwner();
 
     polymorphic_value<CPimpl> implementation;
 };

@@ -15,7 +15,7 @@ CAbstractState::CAbstractState(eStateType type, const std::string& name, CState*
         parent->addState(this);
 }
 
-CAbstractState::~CAbstractState() = default;
+CAbstractState::~CAbstractState() { takeOut(nullptr); }
 
 CStateMachine* CAbstractState::machine() const
 {
@@ -103,12 +103,8 @@ CState::CState(const std::string& name, CState* parent) : CAbstractState(StateTy
 
 CState::~CState()
 {
-    for (CAbstractState* child : childStates)
-        delete child;
-    for (CTransition* transition : outgoing)
-        delete transition;
-    for (CAbstractState* history : histories)
-        delete history;
+    takeOut(this);
+    deleteTree();
 }
 
 void CState::addState(CAbstractState* child)
@@ -117,9 +113,14 @@ void CState::addState(CAbstractState* child)
         return;
     // The child may still be under construction: it is known here as a CAbstractState only.
     auto& list = child->kind == StateTypeHistory ? histories : childStates;
-    child->parentGroup = this;
     if (std::find(list.begin(), list.end(), child) == list.end())
+    {
         list.push_back(child);
+        if (child->isListed)
+            child->parentGroup->forget(child);
+        child->isListed = true;
+    }
+    child->parentGroup = this;
     if (child->kind == StateTypeFinal)
         finalState = child;
 }
@@ -220,13 +221,17 @@ void CState::onExit()
     if (CState* const group = parentState())
         group->setActiveChild(nullptr);
     if (mode == ChildModeExclusive)
+    {
         leaveActiveChild();
+        setActiveChild(nullptr);
+    }
     else
         for (CAbstractState* child : childStates)
             child->exit();
     logHook("onExit");
 }
 
+/// What a receiver fires meanwhile may enter another child, which then is the active one.
 void CState::leaveActiveChild()
 {
     CAbstractState* const child = currentChild();
@@ -236,7 +241,8 @@ void CState::leaveActiveChild()
     // A history state that had nothing to enter stands here itself; it is never left.
     if (child->stateType() != StateTypeHistory)
         child->exit();
-    setActiveChild(nullptr);
+    if (currentChild() == child)
+        setActiveChild(nullptr);
 }
 
 void CState::rememberActiveChild()
@@ -291,12 +297,26 @@ void CHistoryState::setDefaultState(CAbstractState* state)
                           static_cast<const void*>(parentState()));
 }
 
+/// A circle need not contain the state where the look began, so this looks for more steps than there are to make.
+bool CHistoryState::standsInACircle() const
+{
+    const CAbstractState* next = this;
+    for (std::size_t steps = 0; next && next->kind == StateTypeHistory; ++steps)
+    {
+        if (steps > parentState()->histories.size())
+            return true;
+        next = static_cast<const CHistoryState*>(next)->resumed();
+    }
+    return false;
+}
+
 void CHistoryState::onEntry()
 {
     logHook("onEntry");
-    if (!rememberedChild)
-        rememberedChild = defaultChild;
     CState* const group = parentState();
+    if (group && standsInACircle())
+        return;
+    rememberedChild = resumed();
     if (!rememberedChild || !group)
         return;
     // The machine itself is never entered, so for its own history it counts as active.

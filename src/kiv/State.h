@@ -33,6 +33,12 @@ enum eStateType : int
 /// its parent, and the parent owns it from then on: never delete a single state, never put one on the stack. Only the
 /// machine is the application's own.
 ///
+/// A state whose derived constructor throws is gone without a trace: its parent does not list, enter or remember it any
+/// more, events and queued triggers do not reach its transitions, and transitions to it or into it lose their target.
+/// The way back is a walk over the whole tree, so it belongs to the processing thread as adding the state does. When a
+/// parent goes, its children find the machine whole, but their parent lists only those that are still to go; a state's
+/// destructor posts no events and fires no transitions.
+///
 /// Order on entry: the state turns active, sigEntered, onEntry() (which enters the children), then the machine's
 /// sigStateEntered; so along a nested entry sigEntered goes from the outside in and sigStateEntered from the inside
 /// out. Order on exit: onExit() (which leaves the children first), sigExited, then the state turns inactive. On a
@@ -121,9 +127,12 @@ private:
     friend class CState;
     friend class CStateMachine;
 
+    KIV_LOCAL void takeOut(const CState* asGroup);
+
     CState* parentGroup;
     eStateType kind;
     bool isMachine = false;
+    bool isListed = false; // by its parent, which is not about to delete it
     std::string stateName;
     mutable std::atomic<CStateMachine*> machineCache{nullptr};
     std::atomic<bool> active{false};
@@ -157,7 +166,7 @@ public:
 
     /// Takes a child over; states constructed with a parent have done this already. A history state is kept apart and
     /// is not listed among the children, a final state is. Null and a child listed already are ignored; a child of
-    /// another group stays that one's too and would be deleted twice.
+    /// another group leaves that one.
     void addState(CAbstractState* child);
 
     /// The child that an entry goes to; must be one of the children or the history state, which is not checked.
@@ -220,16 +229,21 @@ public:
     void onProcessing() override;
 
 private:
+    friend class CAbstractState;
     friend class CFinalState;
     friend class CHistoryState;
     friend class CStateMachine;
     friend class CTransition;
 
     void setActiveChild(CAbstractState* state) { activeChild.store(state, std::memory_order_relaxed); }
-    void setParentsActiveChild(CAbstractState* state);
-    void enterChildren();
-    void leaveActiveChild();
-    void rememberActiveChild();
+    KIV_LOCAL void enterChildren();
+    KIV_LOCAL void leaveActiveChild();
+    KIV_LOCAL void rememberActiveChild();
+    KIV_LOCAL bool holds(const CAbstractState* state) const;
+    KIV_LOCAL void forget(const CAbstractState* child);
+    KIV_LOCAL void forgetWaysTo(const CAbstractState* state, const CState* asGroup);
+    KIV_LOCAL void withdrawTransitions(CStateMachine& owner) const;
+    KIV_LOCAL void deleteTree();
 
     CAbstractState* initial = nullptr;
     std::atomic<CAbstractState*> activeChild{nullptr}; // may be preset to steer an entry
@@ -258,7 +272,7 @@ public:
 /// unless there are history states too. Before the group was ever left, the default state stands in; without one,
 /// nothing is entered. In a parallel group, whose children are all entered, it has no use. It may stand directly under
 /// the machine: then stop() remembers and start() resumes. It is never left, so isActive() stays true once it was
-/// entered.
+/// entered. History states that stand for each other in a circle enter nothing.
 class KIV_API CHistoryState : public CAbstractState
 {
 public:
@@ -278,6 +292,10 @@ public:
 
 private:
     friend class CState;
+
+    CAbstractState* resumed() const { return rememberedChild ? rememberedChild : defaultChild; }
+    KIV_LOCAL bool standsInACircle() const;
+    KIV_LOCAL void forget(const CAbstractState* state);
 
     CAbstractState* defaultChild = nullptr;
     CAbstractState* rememberedChild = nullptr;

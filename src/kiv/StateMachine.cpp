@@ -4,12 +4,16 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
+
+#include <unistd.h>
 
 #include <kiv/Thread.h>
 #include <kiv/Transition.h>
 
-#include "env/qt/core/MsgQueue.h"
-#include "env/unix/diag/LogRing.h"
+#include "kiv/env/qt/core/MsgQueue.h"
+#include "kiv/env/unix/diag/LogRing.h"
+#include "kiv/env/unix/diag/ProcessExit.h"
 
 // Threads: the queue is the way in for other threads. `handOver` guards who leaves the active state when stop() and the
 // worker meet: the worker marks itself done under it, and stop() either finds it done or leaves the exit to it. A
@@ -25,6 +29,8 @@ constexpr unsigned short queueCapacity = 64;
 constexpr unsigned int roomTimeoutMs = 100;
 constexpr unsigned int idleTimeoutMs = 100;
 constexpr unsigned int stopTimeoutMs = 200;
+constexpr unsigned int beginTimeoutMs = 1000;
+constexpr unsigned int exitTimeoutMs = 5000;
 
 /// A queued transition, or without one an event number.
 struct Event
@@ -35,6 +41,24 @@ struct Event
 
 /// The machine whose worker the calling thread is.
 thread_local const StateMachinePrivate* workerOf = nullptr;
+
+template<std::size_t Size>
+void say(const char (&message)[Size])
+{
+    static_cast<void>(!write(STDERR_FILENO, message, Size - 1));
+}
+
+[[noreturn]] void refuseDestruction()
+{
+    say("Kiv::CStateMachine: destroyed by a hook on its own worker thread, which would have to wait for itself\n");
+    std::abort();
+}
+
+[[noreturn]] void cutExitShort()
+{
+    say("Kiv::CStateMachine: a hook on a worker thread does not end, so the process ends without it\n");
+    Diag::CProcessExit::cutShort();
+}
 
 } // namespace
 
@@ -100,11 +124,36 @@ public:
         return !working;
     }
 
-    void endWorker()
+    /// The worker takes nothing more from the queue.
+    void requestWorkerEnd()
     {
-        requestWorkerStop();
         abandonQueue = true;
-        waitUntilFinished();
+        requestWorkerStop();
+    }
+
+    /// Waits for a hook in progress as long as that takes, but a process that exits must come to its end. False if the
+    /// worker has not come to its first step: its thread stands in the log and will find nothing to do.
+    bool endWorker()
+    {
+        requestWorkerEnd();
+        for (unsigned int waited = 0; !waitForCompletion(stopTimeoutMs); waited += stopTimeoutMs)
+        {
+            if (waited >= beginTimeoutMs && neverBegins())
+                return false;
+            if (waited >= exitTimeoutMs && Diag::CProcessExit::isUnderWay())
+                cutExitShort();
+        }
+        return true;
+    }
+
+    void withdraw(const CTransition* transition)
+    {
+        for (auto& row : eventTable)
+            row.erase(std::remove(row.begin(), row.end(), transition), row.end());
+        queue.changeWaiting([&](Event& event) {
+            if (event.transition == transition)
+                event.transition = &nothing;
+        });
     }
 
     void run() override;
@@ -116,6 +165,11 @@ public:
     std::vector<std::vector<CTransition*>> eventTable;
     std::atomic<std::uint64_t> dropped{0};
 
+    // The tree that a machine leaves behind when its worker exits the process from within a hook.
+    std::vector<CAbstractState*> leftStates;
+    std::vector<CAbstractState*> leftHistories;
+    std::vector<CTransition*> leftTransitions;
+
 private:
     void setWorking(bool begins)
     {
@@ -126,6 +180,7 @@ private:
     void markWorking(bool begins)
     {
         working = begins;
+        hasBegun = false;
         exitByWorker = false;
         abandonQueue = false;
     }
@@ -136,14 +191,34 @@ private:
         {}
     }
 
+    bool begins()
+    {
+        const std::lock_guard<CPlainMutex> lock(handOver);
+        hasBegun = !isLeftBehind;
+        return hasBegun;
+    }
+
+    bool neverBegins()
+    {
+        const std::lock_guard<CPlainMutex> lock(handOver);
+        isLeftBehind = !hasBegun;
+        return isLeftBehind;
+    }
+
+    CTransition nothing{nullptr}; // stands in the queue for a transition that has gone; never fires
     std::atomic<bool> abandonQueue{false};
-    CPlainMutex handOver; // guards the two below
+    CPlainMutex handOver; // guards those below
     bool working = false;
     bool exitByWorker = false;
+    bool hasBegun = false;
+    bool isLeftBehind = false;
 };
 
 void StateMachinePrivate::run()
 {
+    if (!begins())
+        return;
+    Diag::CProcessExit::markThread();
     workerOf = this;
     // At least once: what was queued before a stop is handled also when the stop came before the thread.
     do
@@ -166,17 +241,51 @@ CStateMachine::CStateMachine(eProcessingType type)
     isMachine = true;
 }
 
-CStateMachine::~CStateMachine() { d->endWorker(); }
+CStateMachine::~CStateMachine()
+{
+    const CTerminationBlocker blocker;
+    if (d->isWorker())
+    {
+        leaveBehind();
+        return;
+    }
+    const bool hasEnded = d->endWorker();
+    d->eventTable.clear();
+    deleteTree();
+    if (!hasEnded)
+        static_cast<void>(d.release());
+}
+
+/// The hook that called exit() stands in the tree and does not come back. What it uses stays as it is.
+void CStateMachine::leaveBehind()
+{
+    if (!Diag::CProcessExit::isThreadEnding())
+        refuseDestruction();
+    d->requestWorkerEnd();
+    d->leftStates.swap(childStates);
+    d->leftHistories.swap(histories);
+    d->leftTransitions.swap(outgoing);
+    static_cast<void>(d.release());
+}
+
+void CStateMachine::withdrawTransition(const CTransition* transition) { d->withdraw(transition); }
 
 void CStateMachine::start()
 {
     if (children().empty() || !initialState() || d->isWorking())
         return;
+    if (currentChild() != initialState())
+        leaveTopState();
+    if (currentChild() && currentChild() != initialState())
+        return; // a receiver enters another one whenever one is left
     setActiveChild(initialState());
     initialState()->enter();
     sigStarted(this);
     if (isAsync())
+    {
+        Diag::CProcessExit::markThread();
         d->startWorker();
+    }
 }
 
 void CStateMachine::stop()
@@ -276,7 +385,8 @@ void CStateMachine::logMessage(const char* format, ...)
     std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
     Diag::stateMachineLog().add(text);
-    d->logCallback(text);
+    const auto callback = d->logCallback; // which may replace itself
+    callback(text);
 }
 
 } // namespace Kiv

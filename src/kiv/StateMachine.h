@@ -66,14 +66,24 @@ public:
     /// The state is named "Statemachine". No thread is started before start().
     explicit CStateMachine(eProcessingType type = ProcessingSync);
 
-    /// Ends the worker thread before anything that it uses goes, waiting for a hook in progress as long as that takes.
-    /// States are destroyed without being left: call stop() first. Not from the worker thread itself. A class derived
-    /// from this one calls stop() in its own destructor and waits for the active state to be left, as long as its
-    /// members are there for the hooks.
+    /// Ends the worker thread before anything that it uses goes, waiting for a hook in progress as long as that takes;
+    /// while the process exits, five seconds: then it ends at once, with the status that exit() was given and a line on
+    /// standard error, without destroying the static objects that are left. A worker that has not begun within a
+    /// second, since its first log record finds nobody who takes it, is not waited for and never begins.
+    ///
+    /// States are destroyed without being left: call stop() first. Their destructors find a whole machine, but no event
+    /// fires anything any more. A class derived from this one calls stop() in its own destructor and waits for the
+    /// active state to be left, as long as its members are there for the hooks.
+    ///
+    /// Not from the worker thread itself: a hook that deletes its own machine ends the process by abort(), with a line
+    /// on standard error. Only exit() may come here on the worker, for a static machine, when a hook calls it or fails
+    /// and a signal handler does: then the machine waits for nobody, the states are not destroyed, since the hook still
+    /// stands in them, and the process ends with the status that exit() was given.
     ~CStateMachine() override;
 
     /// Enters the initial state on the calling thread, emits sigStarted, and starts the worker of an asynchronous
     /// machine. Does nothing without children or initial state, and while the worker of an earlier start() still runs.
+    /// Another top-level state that is active still is left first.
     /// If the system refuses the worker's thread, the initial state is active and events stay queued until stop() and
     /// another start().
     void start();
@@ -84,9 +94,10 @@ public:
     /// stream of events keeps it longer, stop() returns nevertheless, and the worker leaves the active state itself as
     /// soon as the event in work is done: two threads never walk the tree together. isActive() of the top-level state
     /// tells when that has come. So it goes too when a hook on the worker calls stop(): it returns at once, and what is
-    /// queued stays queued. A synchronous machine is left at once, so not from its hooks, which stand in the middle of
-    /// a walk over the tree, but after process() has returned; nor any machine from the hooks of start(). A machine
-    /// that was not started is left as it is.
+    /// queued stays queued. If a receiver fires a transition while the active state is being left, the state that it
+    /// enters is the active one, which another stop() leaves. A synchronous machine is left at once, so not from its
+    /// hooks, which stand in the middle of a walk over the tree, but after process() has returned; nor any machine from
+    /// the hooks of start(). A machine that was not started is left as it is.
     void stop();
 
     /// Handles every event and transition in the queue, those included that are queued meanwhile, then makes one
@@ -146,9 +157,12 @@ public:
     sigslot::signal1<CTransition*> sigTransitionDropped;
 
 private:
+    friend class CState;
     friend class StateMachinePrivate;
 
-    void leaveTopState();
+    KIV_LOCAL void leaveTopState();
+    KIV_LOCAL void withdrawTransition(const CTransition* transition);
+    KIV_LOCAL void leaveBehind();
 
     std::unique_ptr<StateMachinePrivate> d;
     bool logging = false;

@@ -5,7 +5,7 @@
 #include <kiv/StateMachine.h>
 #include <kiv/Transition.h>
 
-#include "DiagramPlan.h"
+#include "kiv/machine/DiagramPlan.h"
 
 namespace Kiv
 {

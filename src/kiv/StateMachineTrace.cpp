@@ -10,8 +10,8 @@
 #include <kiv/Transition.h>
 #include <kiv/errno_translation.h>
 
-#include "TraceRing.h"
-#include "TraceText.h"
+#include "kiv/machine/TraceRing.h"
+#include "kiv/machine/TraceText.h"
 
 namespace Kiv
 {

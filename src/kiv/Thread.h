@@ -24,12 +24,17 @@ class CThreadPrivate;
 /// | running         | isActive() is true again  | isActive() = false | stops; waits 100 ms; then terminates        |
 /// | body returned   | starts again              | nothing            | logs "finished"                             |
 ///
+/// Destroyed on its own thread (`delete this`, or exit() in the body of a static object), a running one neither waits
+/// nor terminates: it logs "terminate" and the body runs on without its object.
+///
 /// Termination takes effect at the next cancellation point (pthreads(7)) that the body reaches; a body that reaches
-/// none runs on. The process lives either way, but the body must not touch its object any more (isActive() and
+/// none runs on. While the body waits in the library for a thread, a machine or a timer, termination is held off until
+/// that wait is over. The process lives either way, but the body must not touch its object any more (isActive() and
 /// currentThreadId() excepted). A body that is terminated inside a noexcept function, or swallows the unwinding with
 /// catch (...), ends the process; so does an exception that leaves the body.
 ///
-/// Start, end and termination are logged at TRACE through Diag::diagLogger().
+/// Start, end and termination are logged at TRACE through Diag::diagLogger(); the destructor waits up to 100 ms for a
+/// log that stands, then goes on.
 ///
 /// Threads: start() and destruction belong to one thread; everything else is safe from any, while the object lives.
 /// Errors: none reported. If the system refuses a thread, isActive() is false after start().
@@ -46,7 +51,7 @@ public:
     /// The body, called on the new thread.
     virtual void run() = 0;
 
-    /// Never waits much longer than 100 ms.
+    /// Waits up to 100 ms for the thread, and for its log.
     virtual ~CThread();
 
     /// Starts the thread and returns when it has begun, so that getId() is valid then (after at most 100 ms on a

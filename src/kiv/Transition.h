@@ -88,10 +88,10 @@ public:
     sigslot::signal1<CTransition*> sigTriggered; ///< the transition fired: source left, target not yet entered
 
 private:
-    bool mayFire();
-    bool refuse(const char* reason);
-    void fireWithinGroup();
-    void fireAcross(CAbstractState* common);
+    KIV_LOCAL bool mayFire();
+    KIV_LOCAL bool refuse(const char* reason);
+    KIV_LOCAL void fireWithinGroup();
+    KIV_LOCAL void fireAcross(CAbstractState* common);
 
     CAbstractState* targetState = nullptr;
     CState* sourceState;

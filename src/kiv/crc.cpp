@@ -1,7 +1,9 @@
 #include <kiv/crc.h>
 
 #include <array>
-#include <atomic>
+
+#include "kiv/values/CrcSlices.h"
+#include "kiv/values/KeptCrcSlices.h"
 
 namespace Kiv
 {
@@ -30,6 +32,8 @@ constexpr unsigned char crc8_table[256] = {
 namespace
 {
 
+using namespace Crc;
+
 constexpr bool isCrc8Table()
 {
     for (unsigned byte = 0; byte < 256; ++byte)
@@ -44,14 +48,6 @@ constexpr bool isCrc8Table()
 }
 static_assert(isCrc8Table());
 
-/// Slice n holds the CRC of each byte followed by n zero bytes. The CRC is linear, so that of several bytes is the XOR
-/// of one entry for each: look-ups that do not wait for each other.
-template<class Register, std::size_t Count>
-using Slices = std::array<std::array<Register, 256>, Count>;
-
-using Crc8Slices = Slices<unsigned char, 16>;
-using Crc16Slices = Slices<std::uint32_t, 8>;
-
 constexpr Crc8Slices crc8SlicesOfTable()
 {
     Crc8Slices slices{};
@@ -65,33 +61,6 @@ constexpr Crc8Slices crc8SlicesOfTable()
 }
 
 constexpr Crc8Slices crc8Slices = crc8SlicesOfTable();
-
-// The register of simpleCRC16 is kept at the high end of 32 bits, as is the polynomial: its highest term is in bit 31.
-
-constexpr std::uint32_t highestBit = 0x80000000U;
-
-/// Fills `table` with what the bits of an index do to the rest of the register when they leave it at its high end. The
-/// lowest bit of an index does `power`; what the first bit beyond the index would do comes back.
-template<class Table>
-constexpr std::uint32_t fillTable(Table& table, std::uint32_t poly, std::uint32_t power)
-{
-    table[0] = 0;
-    for (std::size_t bit = 1; bit < table.size(); bit <<= 1)
-    {
-        // The CRC is linear: an index's entry is the XOR of the entries of its bits.
-        for (std::size_t below = 0; below < bit; ++below)
-            table[bit + below] = table[below] ^ power;
-        power = (power & highestBit) != 0 ? (power ^ poly) << 1 : power << 1;
-    }
-    return power;
-}
-
-constexpr void fillSlices(Crc16Slices& slices, std::uint32_t poly)
-{
-    std::uint32_t power = poly << 1;
-    for (auto& slice : slices)
-        power = fillTable(slice, poly, power);
-}
 
 std::uint32_t crcByBits(const unsigned char* data, int len, std::uint32_t poly)
 {
@@ -144,51 +113,15 @@ constexpr std::uint32_t polynomial8005 = 0x18005U << 15;
 constexpr Crc16Slices slices1021 = slicesFor(polynomial1021);
 constexpr Crc16Slices slices8005 = slicesFor(polynomial8005);
 
-/// The slices of one polynomial; written once, by the thread that entered the polynomial, and kept.
-struct KeptSlices
-{
-    std::atomic<bool> isReady{false};
-    Crc16Slices slices{};
-};
+CKeptSlices keptSlices;
 
-constexpr std::size_t mostKept = 4;
-std::array<std::atomic<std::uint32_t>, mostKept> keptPolynomials{}; // entered in order
-std::array<KeptSlices, mostKept> keptSlices;
-std::atomic<std::uint32_t> lastPolynomial{0};
-
-// From these lengths on, filling a table for a single use costs less than it saves.
-constexpr int leastLengthForNibbles = 5;
-constexpr int leastLengthForSlices = 64;
-
-const Crc16Slices* keep(KeptSlices& kept, std::uint32_t poly)
-{
-    fillSlices(kept.slices, poly);
-    kept.isReady.store(true, std::memory_order_release);
-    return &kept.slices;
-}
-
-/// The kept slices of `poly`; null if there are none yet or no more room. They are filled for a long message, or when
-/// the polynomial comes twice in a row.
 const Crc16Slices* slicesOf(std::uint32_t poly, int len)
 {
     if (poly == polynomial1021)
         return &slices1021;
     if (poly == polynomial8005)
         return &slices8005;
-    for (std::size_t i = 0; i < mostKept; ++i)
-    {
-        std::uint32_t present = keptPolynomials[i].load(std::memory_order_relaxed);
-        if (present == 0)
-        {
-            if (len < leastLengthForSlices && lastPolynomial.exchange(poly, std::memory_order_relaxed) != poly)
-                return nullptr;
-            if (keptPolynomials[i].compare_exchange_strong(present, poly, std::memory_order_relaxed))
-                return keep(keptSlices[i], poly);
-        }
-        if (present == poly)
-            return keptSlices[i].isReady.load(std::memory_order_acquire) ? &keptSlices[i].slices : nullptr;
-    }
-    return nullptr;
+    return keptSlices.find(poly, len);
 }
 
 std::uint32_t crcOf(const unsigned char* data, int len, std::uint32_t poly)

@@ -11,6 +11,16 @@
 /// An application calls init() once at its start, before other threads log; the library logs through diagLogger() and
 /// the applications may do so too, with the macros of <log4cplus/loggingmacros.h>.
 ///
+/// Where a log stands, because its pipe is full or its console stopped, everything waits that logs, except stop() and
+/// destructors of timers and threads: their records are written when the log goes on, further ones are lost until
+/// then, and so is one for which there is no thread or no memory.
+///
+/// exit() and the return from main() wait at most a second for records of the library that are in progress and one for
+/// the locks of appenders, then log4cplus goes; static timers and threads are logged to their end before, later records
+/// are dropped. If the log stands, the process ends without log4cplus's own end and what that may hold back: half a
+/// second is left for standard streams, and the status is that of exit(). What the program logs on threads of its own
+/// is its affair: it ends them first.
+///
 /// Threads: init(), initDefaultConfig() and initConfigFromFile() belong to the start of the program; all else is safe
 /// from any thread.
 /// Errors: only a configuration file can fail, by exception. Errors of the standard streams are ignored.
@@ -60,9 +70,9 @@ KIV_API void stdErrPrintf(const char* format, ...) __attribute__((format(printf,
 /// From now on SIGINT, SIGILL, SIGFPE, SIGSEGV, SIGTERM and SIGABRT end the process with a report; see OnSignal().
 /// Earlier handlers of these signals are not kept, other signals are not touched.
 ///
-/// The handler formats, allocates and looks symbols up: it is a last report of a process whose memory is mostly sound,
-/// such as during development. <kiv/CrashReport.h> has the way that also completes when the heap is broken or a lock
-/// is held.
+/// The handler demangles names and runs exit handlers, both of which allocate: complete is the report of a process
+/// whose memory is sound and whose interrupted thread does not hold the allocator's lock. <kiv/CrashReport.h> has the
+/// way that also completes when the heap is broken or a lock is held. The end comes within five seconds in any case.
 KIV_API void installDiagnosticSignalHandlers();
 
 /// The handler itself: prints "SIGNAL <number> - <what it means> in thread <kernel thread id>" and the calling thread's
@@ -71,7 +81,15 @@ KIV_API void installDiagnosticSignalHandlers();
 ///
 /// A function of an executable has a name in the report only if it is linked with -rdynamic (CMake: ENABLE_EXPORTS).
 /// When several threads fail at once each gets its report; the first one ends the process. A failure while exit
-/// handlers run is reported too and ends the process at once, with status 1.
+/// handlers run is reported too and ends the process at once, with status 1. So does a second SIGINT or SIGTERM that
+/// meets the thread which runs them.
+///
+/// Limits: five seconds after the first call the process ends with status 1, whatever its threads hold or wait for.
+/// Exit handlers and static destructors that have not run by then are lost, and so is text that the stream has not
+/// written; a report that is stuck is completed with mangled names. Time during which the process is stopped does not
+/// count. A pipe, socket or terminal that takes nothing for a second gets no more of the report. Nobody has to read
+/// either stream: SIGPIPE and SIGXFSZ get a handler that does nothing, and the status stays 1. Where the system refuses
+/// a thread for the limit, SIGALRM and alarm(2) are taken for it.
 [[noreturn]] KIV_API void OnSignal(int sig);
 
 } // namespace Diag

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "ErrnoTable.h"
+#include "kiv/errors/ErrnoTable.h"
 
 ErrCode errnoToErrCode(int err)
 {

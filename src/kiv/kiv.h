@@ -10,11 +10,14 @@
 #include <kiv/EnumHelpers.h>
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
+#include <kiv/EventQueue.h>
 #include <kiv/FileStorage.h>
 #include <kiv/HourMeter.h>
 #include <kiv/IniFile.h>
 #include <kiv/KivDateTime.h>
 #include <kiv/LinuxPWMChip.h>
+#include <kiv/Macho.h>
+#include <kiv/MachoMirror.h>
 #include <kiv/Mutex.h>
 #include <kiv/PimplOwner.h>
 #include <kiv/PollingTimer.h>

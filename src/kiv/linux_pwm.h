@@ -47,7 +47,7 @@ KIV_API int pwm_set_enabled(unsigned char chip, unsigned char channel, bool on);
 KIV_API int pwm_get_enabled(unsigned char chip, unsigned char channel, bool& on);
 
 /// -22, and nothing is written, for anything but the two polarities. Some drivers refuse while the output is on (-16),
-/// or always (-22).
+/// or always (-22). A refusal is reported under the tag of enable, by which it is searched for.
 KIV_API int pwm_set_polarity(unsigned char chip, unsigned char channel, ePWMPolarity p);
 
 /// Normal only if the file holds "normal" and not one byte more; the kernel adds a line break, so from the kernel it

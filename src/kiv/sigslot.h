@@ -112,7 +112,7 @@ public:
 private:
     class pinned_sender;
 
-    pinned_sender sender_after(const _signal_base<>* previous) const;
+    KIV_LOCAL pinned_sender sender_after(const _signal_base<>* previous) const;
 
     std::vector<_signal_base<>*> senders; // sorted by address, without duplicates
 };
@@ -207,15 +207,15 @@ private:
     friend class has_slots<multi_threaded_local>;
 
     [[gnu::cold]] void enter_unusual(walk& position);
-    void push_back(const connection& added);
-    void erase(std::size_t index);
-    void drop(const receiver_type* receiver);
-    void unhook_all();
-    void use_indices();
-    void note_kinds();
-    void pin();
-    void unpin();
-    void wait_until_unpinned();
+    KIV_LOCAL void push_back(const connection& added);
+    KIV_LOCAL void erase(std::size_t index);
+    KIV_LOCAL void drop(const receiver_type* receiver);
+    KIV_LOCAL void unhook_all();
+    KIV_LOCAL void use_indices();
+    KIV_LOCAL void note_kinds();
+    KIV_LOCAL void pin();
+    KIV_LOCAL void unpin();
+    KIV_LOCAL void wait_until_unpinned();
 
     std::atomic<bool> connected{false};
     bool direct = false;

@@ -2,6 +2,7 @@
 #ifndef KIV_TINYUTF8_H
 #define KIV_TINYUTF8_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -11,13 +12,21 @@
 #include <string>
 
 #include <kiv/kiv_export.h>
-#include <kiv/tinyutf8_detail.h>
+#include <kiv/tinyutf8_bytes.h>
 #include <kiv/tinyutf8_iterators.h>
+#include <kiv/tinyutf8_storage.h>
 
 namespace tiny_utf8_detail
 {
-class CLookupTable;
-struct Tally;
+
+/// Tells a constructor of utf8_string that its count means code points.
+struct read_codepoints_tag
+{};
+
+/// Tells a constructor of utf8_string that its count means bytes.
+struct read_bytes_tag
+{};
+
 } // namespace tiny_utf8_detail
 
 /// A string whose characters are code points and whose storage is UTF-8.
@@ -90,17 +99,17 @@ public:
     /// As an index: not found. As a count: up to the end.
     static constexpr size_type npos = static_cast<size_type>(-1);
 
-    utf8_string() noexcept { setInlineSize(0); }
+    utf8_string() noexcept = default;
 
     /// Takes the bytes up to the terminating zero; null gives an empty string.
-    utf8_string(const char* text);
-    utf8_string(const std::string& text);
+    utf8_string(const char* text) : storage(text, text == nullptr ? 0 : std::strlen(text)) {}
+    utf8_string(const std::string& text) : storage(text.data(), text.size()) {}
 
     /// Takes up to `count` code points and stops at a terminating zero.
     utf8_string(const char* text, size_type count, tiny_utf8_detail::read_codepoints_tag);
 
     /// Takes `count` bytes, zeros included.
-    utf8_string(const char* text, size_type count, tiny_utf8_detail::read_bytes_tag);
+    utf8_string(const char* text, size_type count, tiny_utf8_detail::read_bytes_tag) : storage(text, count) {}
 
     /// Takes code points up to the terminating zero; null gives an empty string.
     utf8_string(const char32_t* codePoints);
@@ -113,30 +122,30 @@ public:
     utf8_string(size_type count, char32_t codePoint);
     utf8_string(size_type count, char byte);
 
-    utf8_string(const utf8_string& other);
-    utf8_string(utf8_string&& other) noexcept;
+    utf8_string(const utf8_string& other) = default;
+    utf8_string(utf8_string&& other) noexcept = default;
     utf8_string& operator=(const utf8_string& other);
     utf8_string& operator=(utf8_string&& other) noexcept;
-    ~utf8_string();
+    ~utf8_string() = default;
 
     /// The number of code points. Counts them while the string is inside the object, at most 31 bytes.
-    size_type length() const noexcept;
+    size_type length() const noexcept { return storage.length(); }
 
     /// The number of bytes.
-    size_type size() const noexcept { return isHeap() ? heapSize() : inlineSize(); }
+    size_type size() const noexcept { return storage.size(); }
     bool empty() const noexcept { return size() == 0; }
-    static constexpr size_type max_size() noexcept { return maxSize; }
+    static constexpr size_type max_size() noexcept { return tiny_utf8_detail::CStorage::maxSize; }
 
     /// Code points that fit without a new buffer; on the heap an estimate from the string's present mix.
-    size_type capacity() const noexcept { return isHeap() ? get_non_sso_capacity() : inlineCapacity; }
+    size_type capacity() const noexcept { return storage.isHeap() ? get_non_sso_capacity() : storage.capacity(); }
 
     /// Bytes that the heap buffer holds, the table of multi-byte code points and the terminating zero included; 31
     /// while the string is inside the object.
-    size_type raw_capacity() const noexcept { return isHeap() ? heapCapacity() : inlineCapacity; }
+    size_type raw_capacity() const noexcept { return storage.capacity(); }
 
     /// The bytes with a terminating zero; they stay until the next edit.
     const char* c_str() const noexcept { return data(); }
-    const char* data() const noexcept { return isHeap() ? heapData() : storage; }
+    const char* data() const noexcept { return storage.data(); }
 
     /// A copy of the bytes.
     std::string cpp_str() const;
@@ -148,16 +157,16 @@ public:
     // ---- one code point
 
     /// The code point at `index`; throws std::out_of_range unless `index` < length().
-    reference at(size_type index);
-    char32_t at(size_type index) const;
+    reference at(size_type index) { return raw_at(byteIndexOf(index)); }
+    char32_t at(size_type index) const { return raw_at(byteIndexOf(index)); }
 
     /// The code point that begins at `byteIndex`; throws std::out_of_range unless `byteIndex` < size().
     reference raw_at(size_type byteIndex);
     char32_t raw_at(size_type byteIndex) const;
 
     /// The code point at `index`, unchecked; beyond the end it is 0, and assigning appends.
-    reference operator[](size_type index) noexcept;
-    char32_t operator[](size_type index) const noexcept;
+    reference operator[](size_type index) noexcept { return raw_get(std::min(byteIndexOf(index), size())); }
+    char32_t operator[](size_type index) const noexcept { return raw_get(byteIndexOf(index)); }
 
     /// The code point that begins at `byteIndex`, the raw form of []; beyond the end it is 0.
     reference raw_get(size_type byteIndex) noexcept { return reference(*this, byteIndex); }
@@ -188,14 +197,17 @@ public:
     size_type get_non_sso_capacity() const noexcept;
 
     /// True when the string is inside the object and has a byte that is not ASCII.
-    bool requires_unicode_sso() const noexcept;
+    bool requires_unicode_sso() const noexcept { return storage.isUnicodeInside(); }
 
     /// Number of bytes of the code point that ends before `byteIndex`, up to 7; 1 for bytes that form none, 0 at the
     /// start.
     static size_type get_num_bytes_of_utf8_char_before(const char* data, size_type byteIndex) noexcept;
 
     /// Number of bytes that a code point takes, 1 to 7.
-    static size_type get_codepoint_bytes(char32_t codePoint) noexcept;
+    static size_type get_codepoint_bytes(char32_t codePoint) noexcept
+    {
+        return tiny_utf8_detail::encodedLength(codePoint);
+    }
 
     /// Where the code point behind the one at `byteIndex` begins; size() from the last one on.
     size_type raw_next(size_type byteIndex) const noexcept;
@@ -208,8 +220,16 @@ public:
     utf8_string& append(const utf8_string& text);
     utf8_string& append(size_type count, char32_t codePoint) { return append(utf8_string(count, codePoint)); }
     utf8_string& operator+=(const utf8_string& text) { return append(text); }
-    utf8_string& operator+=(char32_t codePoint);
-    void push_back(char32_t codePoint);
+    utf8_string& operator+=(char32_t codePoint)
+    {
+        push_back(codePoint);
+        return *this;
+    }
+    void push_back(char32_t codePoint)
+    {
+        if (codePoint >= 0x80 || !storage.appendAscii(static_cast<char>(codePoint)))
+            appendCodePoint(codePoint);
+    }
 
     /// Removes the last code point; nothing when there is none.
     void pop_back() noexcept;
@@ -239,7 +259,7 @@ public:
 
     /// Empties the string and keeps its buffer.
     void clear() noexcept;
-    void swap(utf8_string& other) noexcept;
+    void swap(utf8_string& other) noexcept { storage.swap(other.storage); }
 
     /// Makes room for at least `count` code points of the string's present mix, of single bytes while it is empty.
     void reserve(size_type count);
@@ -320,96 +340,48 @@ public:
     raw_reverse_iterator raw_rend() const noexcept { return raw_reverse_iterator(raw_begin()); }
 
 private:
-    static constexpr size_type objectSize = 32;
-    static constexpr size_type inlineCapacity = objectSize - 1;
-    static constexpr size_type maxSize = (size_type{1} << 56) - 1;
-
-    // Where the fields lie in heap mode. The length's top byte, shifted left by one, holds the mode in its lowest bit:
-    // as no string has 2^56 code points, the rest of that byte is 0.
-    static constexpr size_type fieldData = 0;
-    static constexpr size_type fieldSize = 8;
-    static constexpr size_type fieldCapacity = 16;
-    static constexpr size_type fieldLength = 24;
-    static constexpr size_type heapMode = size_type{1} << 56;
-
-    bool isHeap() const noexcept { return (storage[inlineCapacity] & 1) != 0; }
-
-    // Inside the object, unused bytes are zero.
-    size_type inlineSize() const noexcept
+    /// The byte index of a code point; size() or more behind the last one.
+    size_type byteIndexOf(size_type index) const noexcept
     {
-        return inlineCapacity - (static_cast<unsigned char>(storage[inlineCapacity]) >> 1);
-    }
-    void setInlineSize(size_type newSize) noexcept
-    {
-        storage[inlineCapacity] = static_cast<char>((inlineCapacity - newSize) << 1);
+        return storage.hasSingleBytesOnly() ? index : get_num_bytes(0, index);
     }
 
-    char* heapData() const noexcept { return tiny_utf8_detail::load<char*>(storage + fieldData); }
-    size_type heapSize() const noexcept { return tiny_utf8_detail::load<size_type>(storage + fieldSize); }
-    size_type heapCapacity() const noexcept { return tiny_utf8_detail::load<size_type>(storage + fieldCapacity); }
-    size_type heapLength() const noexcept
-    {
-        return tiny_utf8_detail::load<size_type>(storage + fieldLength) & (heapMode - 1);
-    }
-    void setHeapSize(size_type newSize) noexcept { tiny_utf8_detail::store(storage + fieldSize, newSize); }
-    void setHeapLength(size_type newLength) noexcept
-    {
-        tiny_utf8_detail::store(storage + fieldLength, newLength | heapMode);
-    }
-
-    void growHeapLength(size_type added) noexcept
-    {
-        const auto field = tiny_utf8_detail::load<size_type>(storage + fieldLength);
-        tiny_utf8_detail::store(storage + fieldLength, field + added);
-    }
-
-    /// True when every code point is known to take one byte; counts and indexes are the same then.
-    bool hasSingleBytesOnly() const noexcept;
-
-    // Filling an object that is empty and owns no buffer.
-    void take(const char* bytes, size_type count);
-    void takeOnHeap(const char* bytes, size_type count);
-    void takeCodePoints(const char32_t* codePoints, size_type count);
-    void copyHeap(const utf8_string& other);
-    char* makeStorage(size_type newSize, size_type entries);
-    void index(const tiny_utf8_detail::Tally& content) noexcept;
-
-    tiny_utf8_detail::CLookupTable table() const noexcept;
-    void setHeap(char* buffer, size_type newSize, size_type newCapacity) noexcept;
-    void moveTo(char* buffer, size_type newCapacity) noexcept;
-    void release() noexcept;
-    size_type countInline() const noexcept;
-    size_type byteIndexOf(size_type index) const noexcept;
-
-    // Editing.
-    bool appendAscii(char c) noexcept;
     void appendCodePoint(char32_t codePoint);
-    bool hasRoomAndTable(size_type added) const noexcept;
-    void appendShortAscii(const utf8_string& text) noexcept;
-    void appendAny(const utf8_string& text);
     bool appendShort(const utf8_string& text) noexcept;
-    bool appendText(const utf8_string& text) noexcept;
-    bool appendMultiByte(const char* bytes, size_type count) noexcept;
-    bool appendWhole(const char* bytes, size_type count, const tiny_utf8_detail::Tally& content,
-                     const tiny_utf8_detail::CLookupTable* source) noexcept;
-    size_type editIndex(size_type index, const char* failure) const;
-    void splice(size_type index, size_type removed, const utf8_string& text);
-    void splice(size_type index, size_type removed, const char* bytes, size_type count, const utf8_string* source);
-    void spliceInline(size_type index, size_type removed, const char* bytes, size_type count) noexcept;
-    void spliceHeap(size_type index, size_type removed, const char* bytes, size_type count,
-                    const utf8_string* source) noexcept;
-    bool hasTable() const noexcept;
-    tiny_utf8_detail::Tally content() const noexcept;
-    tiny_utf8_detail::Tally contentOf(size_type begin, size_type end) const noexcept;
-    size_type grownCapacity() const noexcept { return (2 * raw_capacity() + 7) & ~size_type{7}; }
-    void makeRoom(size_type newSize, size_type newEntries);
-    bool makeTableRoom(size_type entries) noexcept;
-    void restoreTable() noexcept;
+    void appendAny(const utf8_string& text);
 
-    alignas(void*) char storage[objectSize] = {};
+    tiny_utf8_detail::CStorage storage;
 };
 
 static_assert(sizeof(utf8_string) == 32, "the layout of utf8_string is fixed");
+
+inline char32_t utf8_string::raw_get(size_type byteIndex) const noexcept
+{
+    const size_type end = size();
+    return byteIndex < end ? tiny_utf8_detail::decode(data(), byteIndex, end) : 0;
+}
+
+inline utf8_string::size_type utf8_string::raw_next(size_type byteIndex) const noexcept
+{
+    const size_type end = size();
+    return byteIndex < end ? byteIndex + tiny_utf8_detail::sequenceLength(data(), byteIndex, end) : end;
+}
+
+inline utf8_string& utf8_string::append(const utf8_string& text)
+{
+    using Storage = tiny_utf8_detail::CStorage;
+    const bool isQuick = storage.isHeap() && !text.storage.isHeap() && storage.hasRoomAndTable(Storage::objectSize);
+    if (isQuick && !text.storage.isUnicodeInside())
+        storage.appendShortAscii(text.storage);
+    else if (!isQuick || !appendShort(text))
+        appendAny(text);
+    return *this;
+}
+
+inline tiny_utf8_detail::CCodePointReference::operator char32_t() const noexcept
+{
+    return static_cast<const utf8_string*>(string)->raw_get(place);
+}
 
 namespace Kiv
 {
@@ -424,7 +396,5 @@ KIV_API std::ostream& operator<<(std::ostream& stream, const utf8_string& text);
 
 /// Reads a word up to the next white space, as for std::string.
 KIV_API std::istream& operator>>(std::istream& stream, utf8_string& text);
-
-#include <kiv/tinyutf8_inline.h>
 
 #endif

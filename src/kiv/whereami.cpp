@@ -5,7 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
+
+#include "kiv/env/unix/helper/SystemCall.h"
 
 namespace
 {
@@ -13,12 +14,6 @@ namespace
 // proc(5): each line of maps is a mapping "from-to perms offset dev inode path"; the columns end at blanks.
 constexpr int mapsLineSize = 4096;
 constexpr int mapsAttempts = 5;
-
-struct FileCloser
-{
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
 
 /// Where the result of a query goes; see the header.
 struct PathReceiver
@@ -80,7 +75,7 @@ __attribute__((noinline)) int wai_getModulePath(char* out, int capacity, int* di
     const PathReceiver receiver{out, capacity, dirnameLength};
     for (int attempt = 0; attempt < mapsAttempts; ++attempt)
     {
-        const File maps(std::fopen("/proc/self/maps", "re"));
+        const Kiv::FileHandle maps(std::fopen("/proc/self/maps", "re"));
         if (maps == nullptr)
             return -1;
         char path[mapsLineSize];

@@ -8,6 +8,9 @@
 // A run is one CAlarmTimerThread. `over` is its end, set under `state` and for good; only the run that is not over
 // counts alarms. A thread whose run is over may still be in a handler or in its last log line while the next one
 // starts.
+//
+// stop() waits for nobody's log: its own lines are written by an errand. The last line of the run waits until that has
+// said that the timer is stopped, or until stop() has given up.
 #include <kiv/AlarmTimer.h>
 
 #include <atomic>
@@ -17,9 +20,11 @@
 
 #include <sys/prctl.h>
 
-#include "../../unix/diag/logging.h"
-#include "AlarmTurns.h"
-#include "TerminableThread.h"
+#include "kiv/env/qt/core/AlarmTurns.h"
+#include "kiv/env/qt/core/FinalOverrider.h"
+#include "kiv/env/qt/core/TerminableThread.h"
+#include "kiv/env/unix/diag/StopRecord.h"
+#include "kiv/env/unix/diag/logging.h"
 
 namespace Kiv
 {
@@ -28,12 +33,16 @@ namespace
 {
 
 constexpr const char* thisFile = "../../src/kiv/env/qt/core/AlarmTimerQtV2";
+constexpr int leastEndSlices = 2; // what is left for the end of a run when logging has taken all of the time
 
 const log4cplus::Logger& timerLogger()
 {
     static const log4cplus::Logger& logger = *new log4cplus::Logger(log4cplus::Logger::getInstance("AlarmTimerLogger"));
     return logger;
 }
+
+// The first call allocates and needs log4cplus: it shall not be that of a destructor late in exit().
+[[maybe_unused]] const log4cplus::Logger& loggerFromTheBeginning = timerLogger();
 
 /// What a timer logs is of use only where somebody has asked for it; to a logger without any appender, log4cplus
 /// answers with a complaint on standard error.
@@ -47,6 +56,8 @@ bool isListenedTo(log4cplus::Logger logger)
     }
     return true;
 }
+
+constexpr qint64 announcementLimitMsecs = 1000;
 
 /// How many alarms are to come at the start of a count; without end, one is always to come.
 unsigned alarmsOf(unsigned cycleCount) { return cycleCount != 0 ? cycleCount : 1; }
@@ -70,7 +81,8 @@ public:
 
     const std::shared_ptr<CAlarmTimerPrivate> timer;
     std::atomic<bool> over{false};
-    bool skipped = false; // its own thread's: the last alarm reached no handler because the run was over
+    bool isAnnounced = true; // guarded by the timer's `state`; false while stop() is logging that it stops this run
+    bool skipped = false;    // its own thread's: the last alarm reached no handler because the run was over
 
 protected:
     void body() override;
@@ -90,7 +102,7 @@ public:
 
     /// False if the system refuses a thread.
     bool start();
-    void stop();
+    void stop(const Diag::CSourcePlace& place);
 
     /// The CAlarmTimer is going; a thread that has not ended keeps what it needs.
     void abandon();
@@ -102,6 +114,7 @@ public:
     bool dispatch(CAlarmTimer* timer, CAlarmTimerThread* run);
 
     void endRun(CAlarmTimerThread& run);
+    void nameThread(CAlarmTimerThread& run) const;
     void setCycleCount(unsigned count);
     void setName(const std::string& newName);
     void setCallback(const cb::Callback0<bool>& newCallback);
@@ -113,7 +126,8 @@ public:
     template<class MakeText>
     static void log(log4cplus::LogLevel level, int line, const char* function, MakeText&& makeText)
     {
-        if (timerLogger().isEnabledFor(level) && isListenedTo(timerLogger()))
+        const Diag::CLogPass pass;
+        if (pass && timerLogger().isEnabledFor(level) && isListenedTo(timerLogger()))
             Diag::logAt(timerLogger(), level, {thisFile, line, function}, std::forward<MakeText>(makeText));
     }
 
@@ -125,6 +139,11 @@ private:
 
     void countAlarm();
     bool launchRun();
+    std::shared_ptr<CAlarmTimerThread> endRunInProgress();
+    Diag::CStopRecord stopRecord(const Diag::CSourcePlace& place, const char* event) const;
+    int announceStop(const Diag::CSourcePlace& place) const;
+    static bool waitEnded(CAlarmTimerThread& run, int slices);
+    void letFinish(CAlarmTimerThread& run);
     bool forget(const std::shared_ptr<CAlarmTimerThread>& run);
 
     CAlarmTimer* const owner; // exists as long as a run is not over
@@ -148,6 +167,7 @@ void CAlarmTimerThread::body()
     };
     runningHere = this;
     prctl(PR_SET_TIMERSLACK, 1UL);
+    timer->nameThread(*this);
     log(log4cplus::INFO_LOG_LEVEL, __LINE__, "Timer thread started for timer ");
     while (const auto alarm = timer->nextAlarm(*this))
     {
@@ -194,30 +214,68 @@ bool CAlarmTimerPrivate::launchRun()
         CTerminableThread::giveUp(std::unique_ptr<CTerminableThread>(run));
     };
     thread = std::shared_ptr<CAlarmTimerThread>(new CAlarmTimerThread(shared_from_this()), giveUp);
-    thread->setObjectName(QString::fromStdString(name));
     if (thread->launch(QThread::TimeCriticalPriority))
         return true;
     thread.reset();
     return false;
 }
 
-void CAlarmTimerPrivate::stop()
+void CAlarmTimerPrivate::stop(const Diag::CSourcePlace& place)
+{
+    const std::shared_ptr<CAlarmTimerThread> run = endRunInProgress();
+    const int slicesLeft = announceStop(place);
+    if (run == nullptr)
+        return;
+    letFinish(*run);
+    if (run.get() == CAlarmTimerThread::current() || waitEnded(*run, slicesLeft))
+        return;
+    if (forget(run) && run->terminateBody())
+        stopRecord({thisFile, __LINE__, place.function}, "Timer thread terminated for timer ").wait();
+}
+
+std::shared_ptr<CAlarmTimerThread> CAlarmTimerPrivate::endRunInProgress()
 {
     std::shared_ptr<CAlarmTimerThread> run;
     {
         const std::lock_guard<CPlainMutex> guard(state);
         if (!thread || !thread->isRunning())
-            return;
+            return nullptr;
         run = thread;
-        run->over = true;
+        run->isAnnounced = run->over.exchange(true);
         wakeup.wakeAll();
     }
     CAlarmTurns::instance().wakeCancelled();
-    if (run.get() == CAlarmTimerThread::current() || run->waitEndedForStop())
-        return;
-    if (forget(run) && run->terminateBody())
-        log(log4cplus::INFO_LOG_LEVEL, __LINE__, __func__,
-            [this] { return "Timer thread terminated for timer " + nameCopy(); });
+    return run;
+}
+
+Diag::CStopRecord CAlarmTimerPrivate::stopRecord(const Diag::CSourcePlace& place, const char* event) const
+{
+    return Diag::CStopRecord(
+        timerLogger(), log4cplus::INFO_LOG_LEVEL, place, [&] { return event + nameCopy(); }, isListenedTo);
+}
+
+int CAlarmTimerPrivate::announceStop(const Diag::CSourcePlace& place) const
+{
+    Diag::CStopRecord stopping = stopRecord(place, "Stopping Timer ");
+    int slicesLeft = Diag::CStopRecord::stopSlices;
+    while (slicesLeft > leastEndSlices && !stopping.wait(1))
+        --slicesLeft;
+    return slicesLeft;
+}
+
+bool CAlarmTimerPrivate::waitEnded(CAlarmTimerThread& run, int slices)
+{
+    while (slices-- > 0)
+        if (run.waitEnded(Diag::CErrand::sliceMsecs))
+            return true;
+    return false;
+}
+
+void CAlarmTimerPrivate::letFinish(CAlarmTimerThread& run)
+{
+    const std::lock_guard<CPlainMutex> guard(state);
+    run.isAnnounced = true;
+    wakeup.wakeAll();
 }
 
 bool CAlarmTimerPrivate::forget(const std::shared_ptr<CAlarmTimerThread>& run)
@@ -267,6 +325,9 @@ void CAlarmTimerPrivate::endRun(CAlarmTimerThread& run)
 {
     const std::lock_guard<CPlainMutex> guard(state);
     run.over = true;
+    const QDeadlineTimer limit(announcementLimitMsecs, Qt::PreciseTimer);
+    while (!run.isAnnounced && wakeup.wait(state, limit)) // stop() sees to it, as long as its thread goes on
+    {}
 }
 
 bool CAlarmTimerPrivate::dispatch(CAlarmTimer* timer, CAlarmTimerThread* run)
@@ -296,6 +357,14 @@ void CAlarmTimerPrivate::setName(const std::string& newName)
     name = newName;
     if (thread && thread->kernelId() != 0) // a thread that has not begun may be reading its name
         thread->setObjectName(QString::fromStdString(name));
+}
+
+void CAlarmTimerPrivate::nameThread(CAlarmTimerThread& run) const
+{
+    // Not before the start: Qt would convert the name with what it takes down when the process exits meanwhile.
+    const std::lock_guard<CPlainMutex> guard(state);
+    run.setObjectName(QString::fromStdString(name));
+    prctl(PR_SET_NAME, name.c_str());
 }
 
 void CAlarmTimerPrivate::setCallback(const cb::Callback0<bool>& newCallback)
@@ -332,6 +401,7 @@ CAlarmTimer::CAlarmTimer(unsigned int interval, unsigned int cycleCount, IAlarmH
 
 CAlarmTimer::~CAlarmTimer()
 {
+    const CTerminationBlocker blocker; // a termination that unwinds a destructor ends the process
     CAlarmTimer::stop();
     d->abandon();
 }
@@ -345,8 +415,7 @@ void CAlarmTimer::start()
 
 std::uint32_t CAlarmTimer::stop()
 {
-    d->log(log4cplus::INFO_LOG_LEVEL, __LINE__, __func__, [this] { return "Stopping Timer " + d->nameCopy(); });
-    d->stop();
+    d->stop({thisFile, __LINE__, __func__});
     return 0;
 }
 

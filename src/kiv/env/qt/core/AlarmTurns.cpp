@@ -1,27 +1,31 @@
-#include "AlarmTurns.h"
+#include "kiv/env/qt/core/AlarmTurns.h"
 
-#include <algorithm>
 #include <mutex>
+#include <new>
 
 namespace Kiv
 {
 
 CAlarmTurns& CAlarmTurns::instance()
 {
-    static CAlarmTurns& turns = *new CAlarmTurns;
+    alignas(CAlarmTurns) static unsigned char storage[sizeof(CAlarmTurns)];
+    static CAlarmTurns& turns = *new (storage) CAlarmTurns;
     return turns;
 }
 
-bool CAlarmTurns::take(const std::atomic<bool>* cancelled)
+// The first call allocates a wait condition: it shall not be that of a destructor without memory.
+[[maybe_unused]] static const CAlarmTurns& turnsFromTheBeginning = CAlarmTurns::instance();
+
+bool CAlarmTurns::take(Place& place, const std::atomic<bool>* cancelled)
 {
     const std::lock_guard<CPlainMutex> guard(lock);
-    const std::uint64_t ticket = nextTicket++;
-    queue.push_back(ticket);
-    while (queue.front() != ticket)
+    (first != nullptr ? last->next : first) = &place;
+    last = &place;
+    while (first != &place)
     {
         if (cancelled != nullptr && *cancelled)
         {
-            queue.erase(std::find(queue.begin(), queue.end(), ticket));
+            leave(place);
             return false;
         }
         changed.wait(lock, QDeadlineTimer(QDeadlineTimer::Forever));
@@ -32,8 +36,19 @@ bool CAlarmTurns::take(const std::atomic<bool>* cancelled)
 void CAlarmTurns::pass()
 {
     const std::lock_guard<CPlainMutex> guard(lock);
-    queue.erase(queue.begin());
+    first = first->next;
     changed.wakeAll();
+}
+
+/// Of a place behind the first.
+void CAlarmTurns::leave(const Place& place)
+{
+    Place* before = first;
+    while (before->next != &place)
+        before = before->next;
+    before->next = place.next;
+    if (last == &place)
+        last = before;
 }
 
 void CAlarmTurns::wakeCancelled()

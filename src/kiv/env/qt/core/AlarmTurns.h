@@ -6,23 +6,28 @@
 #define KIV_ALARMTURNS_H
 
 #include <atomic>
-#include <cstdint>
-#include <vector>
 
-#include "QtSync.h"
+#include "kiv/env/qt/core/QtSync.h"
 
 namespace Kiv
 {
 
+/// Waiting allocates nothing, since what a handler that ends in bad_alloc would end is the process.
 class CAlarmTurns
 {
 public:
+    /// A place in the queue, on the stack of who waits there.
+    struct Place
+    {
+        Place* next = nullptr;
+    };
+
     /// The only one; never destroyed, since timers may run while the program exits.
     static CAlarmTurns& instance();
 
     /// Waits for the caller's turn, until pass(). False without a turn if `cancelled` (unless null) is or becomes true;
-    /// who sets it calls wakeCancelled() then.
-    bool take(const std::atomic<bool>* cancelled);
+    /// who sets it calls wakeCancelled() then. With a turn, `place` has to last until pass().
+    bool take(Place& place, const std::atomic<bool>* cancelled);
 
     /// Ends the turn.
     void pass();
@@ -30,17 +35,19 @@ public:
     void wakeCancelled();
 
 private:
+    void leave(const Place& place);
+
     CPlainMutex lock;
     CSyncCondition changed;
-    std::vector<std::uint64_t> queue; // the tickets; the first one has the turn
-    std::uint64_t nextTicket = 0;
+    Place* first = nullptr; // has the turn
+    Place* last = nullptr;
 };
 
 /// A turn for the time of a scope.
 class CAlarmTurn
 {
 public:
-    explicit CAlarmTurn(const std::atomic<bool>* cancelled) : taken(CAlarmTurns::instance().take(cancelled)) {}
+    explicit CAlarmTurn(const std::atomic<bool>* cancelled) : taken(CAlarmTurns::instance().take(place, cancelled)) {}
     ~CAlarmTurn()
     {
         if (taken)
@@ -52,6 +59,7 @@ public:
     explicit operator bool() const { return taken; }
 
 private:
+    CAlarmTurns::Place place;
     const bool taken;
 };
 

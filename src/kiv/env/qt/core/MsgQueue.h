@@ -14,7 +14,7 @@
 #include <mutex>
 #include <thread>
 
-#include "QtSync.h"
+#include "kiv/env/qt/core/QtSync.h"
 
 namespace Kiv
 {
@@ -93,6 +93,15 @@ public:
         interrupted = interrupt;
         if (interrupt)
             notEmpty.wakeOne();
+    }
+
+    /// Lets `change` at every element that waits. On the reader's thread, or while there is no reader.
+    template<class Change>
+    void changeWaiting(Change change)
+    {
+        const std::lock_guard<CPlainMutex> lock(mutex);
+        for (unsigned int left = count.load(), index = readIndex; left > 0; --left, index = next(index))
+            change(buffer[index]);
     }
 
     unsigned int pending() const { return count.load(std::memory_order_relaxed); }

@@ -2,20 +2,12 @@
 
 #include <QMutex>
 
-#include "QtSync.h"
+#include "kiv/env/qt/core/QtSync.h"
 
 namespace Kiv
 {
 
-namespace
-{
-struct RecursiveQMutex : QMutex
-{
-    RecursiveQMutex() : QMutex(QMutex::Recursive) {}
-};
-} // namespace
-
-class CMutexPrivate : public CSyncMutex<RecursiveQMutex>
+class CMutexPrivate : public CSyncMutex<QRecursiveMutex>
 {};
 
 CMutex::CMutex() : d(std::make_unique<CMutexPrivate>()) {}

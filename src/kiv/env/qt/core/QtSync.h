@@ -6,11 +6,11 @@
 #ifndef KIV_QTSYNC_H
 #define KIV_QTSYNC_H
 
-#include <pthread.h>
-
 #include <QDeadlineTimer>
 #include <QMutex>
 #include <QWaitCondition>
+
+#include "kiv/env/unix/helper/TerminationBlocker.h"
 
 #if defined(__SANITIZE_THREAD__)
 #define KIV_TSAN 1
@@ -59,20 +59,6 @@ public:
     CFinishedThreadDeletion& operator=(const CFinishedThreadDeletion&) = delete;
 };
 
-/// Keeps a forced termination pending while it lives: a thread that is cancelled inside QWaitCondition::wait leaves the
-/// condition's own lock taken, and the next wake would hang for ever.
-class CTerminationBlocker
-{
-public:
-    CTerminationBlocker() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous); }
-    ~CTerminationBlocker() { pthread_setcancelstate(previous, nullptr); }
-    CTerminationBlocker(const CTerminationBlocker&) = delete;
-    CTerminationBlocker& operator=(const CTerminationBlocker&) = delete;
-
-private:
-    int previous = PTHREAD_CANCEL_ENABLE;
-};
-
 /// A QMutex with its order made visible; BasicLockable, for std::lock_guard and std::unique_lock.
 template<class Mutex>
 class CSyncMutex
@@ -116,7 +102,7 @@ class CSyncCondition
 {
 public:
     /// Waits until woken or until the deadline; true when woken (or without cause), false when the time ran out.
-    /// No forced termination of the thread takes effect inside.
+    /// No forced termination of the thread takes effect inside, where it would leave the condition's own lock taken.
     bool wait(CPlainMutex& locked, QDeadlineTimer deadline)
     {
         CTerminationBlocker blocker;

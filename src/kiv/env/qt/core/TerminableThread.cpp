@@ -1,12 +1,12 @@
-#include "TerminableThread.h"
+#include "kiv/env/qt/core/TerminableThread.h"
 
-#include <algorithm>
 #include <mutex>
-#include <vector>
+#include <new>
+#include <utility>
 
 #include <unistd.h>
 
-#include "../../unix/diag/LogRing.h"
+#include "kiv/env/unix/diag/CrashHooks.h"
 
 namespace Kiv
 {
@@ -22,20 +22,24 @@ constexpr unsigned long stopSliceMsecs = 10;
 // others. So it meets the thread that loads the library, which lasts.
 [[maybe_unused]] const QThread* const qtMainThread = QThread::currentThread();
 
-/// The threads that were given up before they ended. Never destroyed: they may outlive every other object.
+/// The threads that were given up before they ended, as a list through `nextParked`. Never destroyed: they may outlive
+/// every other object. Not on the heap either: the first to come may be a destructor without memory.
 struct ThreadPark
 {
     CPlainMutex lock;
-    std::vector<std::unique_ptr<CTerminableThread>> threads;
+    std::unique_ptr<CTerminableThread> first;
 };
 
 ThreadPark& park()
 {
-    static ThreadPark& threads = *new ThreadPark;
+    alignas(ThreadPark) static unsigned char place[sizeof(ThreadPark)];
+    static ThreadPark& threads = *new (place) ThreadPark;
     return threads;
 }
 
 } // namespace
+
+thread_local const CTerminableThread* CTerminableThread::threadHere = nullptr;
 
 /// Marks the end of the body also when a termination unwinds it.
 class CTerminableThread::CEndMark
@@ -52,6 +56,7 @@ private:
 
 bool CTerminableThread::launch(Priority priority)
 {
+    const CTerminationBlocker blocker;
     const std::lock_guard<CPlainMutex> guard(gate);
     if (state == StateStarting || state == StateRunning)
         return true;
@@ -72,6 +77,10 @@ bool CTerminableThread::launch(Priority priority)
 
 bool CTerminableThread::waitEnded(unsigned long msecs)
 {
+    if (runsHere())
+        return false;
+    // Terminated in here, the caller would leave the lock of the thread that it waits for taken for ever.
+    const CTerminationBlocker blocker;
     const bool ended = wait(msecs);
     if (ended)
         happensAfter(this);
@@ -80,7 +89,7 @@ bool CTerminableThread::waitEnded(unsigned long msecs)
 
 bool CTerminableThread::waitEndedForStop()
 {
-    for (int slice = 0; slice < stopSlices; ++slice)
+    for (int slice = 0; slice < stopSlices && !runsHere(); ++slice)
         if (waitEnded(stopSliceMsecs))
             return true;
     return false;
@@ -103,7 +112,7 @@ void CTerminableThread::close()
 bool CTerminableThread::terminateBody()
 {
     const std::lock_guard<CPlainMutex> guard(gate);
-    if (state != StateRunning)
+    if (state != StateRunning || runsHere())
         return false;
     terminate();
     return true;
@@ -111,24 +120,38 @@ bool CTerminableThread::terminateBody()
 
 void CTerminableThread::giveUp(std::unique_ptr<CTerminableThread> thread)
 {
-    const auto runs = [](const std::unique_ptr<CTerminableThread>& parked) { return !parked->hasEnded(); };
-    std::vector<std::unique_ptr<CTerminableThread>> ended;
+    const CTerminationBlocker blocker; // the deletion of a QThread waits for Qt's last steps on it
+    const auto push = [](std::unique_ptr<CTerminableThread>& list, std::unique_ptr<CTerminableThread> added) {
+        added->nextParked = std::move(list);
+        list = std::move(added);
+    };
+    const auto pop = [](std::unique_ptr<CTerminableThread>& list) {
+        std::unique_ptr<CTerminableThread> popped = std::move(list);
+        list = std::move(popped->nextParked);
+        return popped;
+    };
+    std::unique_ptr<CTerminableThread> ended;
     {
         const std::lock_guard<CPlainMutex> guard(park().lock);
-        auto& threads = park().threads;
-        threads.push_back(std::move(thread));
-        const auto firstEnded = std::partition(threads.begin(), threads.end(), runs);
-        ended.assign(std::make_move_iterator(firstEnded), std::make_move_iterator(threads.end()));
-        threads.erase(firstEnded, threads.end());
+        push(park().first, std::move(thread));
+        for (auto* place = &park().first; *place;)
+        {
+            if ((*place)->hasEnded())
+                push(ended, pop(*place));
+            else
+                place = &(*place)->nextParked;
+        }
     }
     const CFinishedThreadDeletion deletion;
-    ended.clear();
+    while (ended)
+        pop(ended);
 }
 
 void CTerminableThread::run()
 {
     // for good: a termination that is still pending must not take effect while Qt cleans up
     setTerminationEnabled(false);
+    threadHere = this;
     Diag::prepareLibraryThread();
     const CEndMark mark(*this);
     if (begin())

@@ -2,19 +2,18 @@
 ///
 /// Qt aborts the process when an unfinished QThread is deleted, and a termination that takes effect inside Qt's or the
 /// library's own code leaves locks taken. So a body here can be terminated only where it opens a CTerminationWindow,
-/// and a thread that does not end is parked: kept with everything that it owns, and deleted once it has ended.
+/// every wait of this class holds terminations off, and a thread that does not end is parked: kept with everything that
+/// it owns, and deleted once it has ended. Parking allocates nothing: it happens in destructors.
 #ifndef KIV_TERMINABLETHREAD_H
 #define KIV_TERMINABLETHREAD_H
 
 #include <atomic>
-#include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 
 #include <QThread>
 
-#include "QtSync.h"
+#include "kiv/env/qt/core/QtSync.h"
 
 namespace Kiv
 {
@@ -48,7 +47,7 @@ public:
     /// The kernel's id of the thread, from the last beginning on; 0 before.
     std::uint64_t kernelId() const { return id; }
 
-    /// QThread::wait; what the thread did is visible after true.
+    /// QThread::wait; what the thread did is visible after true. On the thread itself false at once.
     bool waitEnded(unsigned long msecs);
 
     /// Waits for the end as long as stop() and destructors do, 100 ms, in slices: a process that was stopped meanwhile
@@ -61,7 +60,7 @@ public:
     /// From now on no body begins.
     void close();
 
-    /// Terminates the body unless it has ended already; true if it did so.
+    /// Terminates the body unless it has ended already; true if it did so. A thread does not terminate itself.
     bool terminateBody();
 
     /// Deletes the thread as soon as it has ended: now, or when another one is given up or started later.
@@ -84,29 +83,17 @@ private:
     void run() final;
     bool begin();
     void end();
+    bool runsHere() const { return threadHere == this; }
 
+    static thread_local const CTerminableThread* threadHere;
+
+    std::unique_ptr<CTerminableThread> nextParked;
     CPlainMutex gate;
     CSyncCondition begun;
     eState state = StateIdle;
     bool closed = false;
     std::atomic<std::uint64_t> id{0};
 };
-
-/// The function that a virtual call of `member` would reach now, for a call when the object may be in its destructor.
-///
-/// A virtual call reads the object, and finds a pure function while the base's destructor runs. Itanium C++ ABI,
-/// section 2.3: a pointer to a virtual member function begins with its vtable offset in bytes, plus 1 on most machines.
-template<class Object, class Result>
-auto finalOverrider(const Object& object, Result (Object::*member)()) -> Result (*)(Object*)
-{
-    std::ptrdiff_t offset = 0;
-    std::memcpy(&offset, &member, sizeof offset);
-    const char* vtable = nullptr;
-    std::memcpy(&vtable, static_cast<const void*>(&object), sizeof vtable);
-    Result (*function)(Object*) = nullptr;
-    std::memcpy(&function, vtable + (offset & ~std::ptrdiff_t{1}), sizeof function);
-    return function;
-}
 
 } // namespace Kiv
 

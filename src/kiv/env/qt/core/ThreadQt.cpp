@@ -4,13 +4,17 @@
 #include <kiv/Thread.h>
 
 #include <atomic>
+#include <string>
 
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <kiv/diag.h>
 
-#include "../../unix/diag/logging.h"
-#include "TerminableThread.h"
+#include "kiv/env/qt/core/FinalOverrider.h"
+#include "kiv/env/qt/core/TerminableThread.h"
+#include "kiv/env/unix/diag/StopRecord.h"
+#include "kiv/env/unix/diag/logging.h"
 
 namespace Kiv
 {
@@ -27,11 +31,11 @@ class CThreadPrivate : public CTerminableThread
 public:
     CThreadPrivate(CThread* thread, const char* threadName, int threadPriority)
         : owner(thread), name(threadName != nullptr ? threadName : ""), priority(threadPriority)
-    {
-        setObjectName(QString::fromLocal8Bit(name));
-    }
+    {}
 
     void log(const char* event, const Diag::CSourcePlace& place) const;
+    void logOnTheWayOut(const char* event, const Diag::CSourcePlace& place) const;
+    std::string textOf(const char* event) const;
 
     CThread* const owner;
     std::atomic<bool> active{false};
@@ -43,16 +47,25 @@ protected:
     void body() override;
 };
 
+std::string CThreadPrivate::textOf(const char* event) const
+{
+    return Diag::formatted("THREAD: ID: %llu %s %s", static_cast<unsigned long long>(kernelId()), name, event);
+}
+
 void CThreadPrivate::log(const char* event, const Diag::CSourcePlace& place) const
 {
-    Diag::logAt(Diag::diagLogger(), log4cplus::TRACE_LOG_LEVEL, place, [&] {
-        return Diag::formatted("THREAD: ID: %llu %s %s", static_cast<unsigned long long>(kernelId()), name, event);
-    });
+    Diag::logAt(Diag::diagLogger(), log4cplus::TRACE_LOG_LEVEL, place, [&] { return textOf(event); });
+}
+
+void CThreadPrivate::logOnTheWayOut(const char* event, const Diag::CSourcePlace& place) const
+{
+    Diag::CStopRecord(Diag::diagLogger(), log4cplus::TRACE_LOG_LEVEL, place, [&] { return textOf(event); }).wait();
 }
 
 void CThreadPrivate::body()
 {
     runningHere = this;
+    prctl(PR_SET_NAME, name); // not Qt, which would convert the name with what it takes down when the process exits
     log("start", {thisFile, __LINE__, __func__});
     {
         const CTerminationWindow window;
@@ -65,13 +78,14 @@ CThread::CThread(const char* name, int priority) : d(std::make_unique<CThreadPri
 
 CThread::~CThread()
 {
+    const CTerminationBlocker blocker; // a termination that unwinds a destructor ends the process
     requestStop();
     d->close();
     if (d->waitEndedForStop())
-        d->log("finished", {thisFile, __LINE__, __func__});
+        d->logOnTheWayOut("finished", {thisFile, __LINE__, __func__});
     else
     {
-        d->log("terminate", {thisFile, __LINE__, __func__});
+        d->logOnTheWayOut("terminate", {thisFile, __LINE__, __func__});
         d->terminateBody();
     }
     CTerminableThread::giveUp(std::move(d));
@@ -97,6 +111,7 @@ bool CThread::isActive() const
 
 std::uint64_t CThread::getId() const { return d->kernelId(); }
 
+// Widened as a signed number: from 2^31 ms on it never ends, and callers use that.
 void CThread::sleep(unsigned int ms) { QThread::msleep(static_cast<unsigned long>(static_cast<int>(ms))); }
 
 std::uint64_t CThread::currentThreadId() { return static_cast<std::uint64_t>(gettid()); }

@@ -11,7 +11,6 @@
 
 #include <execinfo.h>
 #include <fcntl.h>
-#include <link.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <ucontext.h>
@@ -19,8 +18,11 @@
 
 #include <kiv/errno_translation.h>
 
-#include "LogRing.h"
-#include "ReportWriter.h"
+#include "kiv/env/unix/diag/CrashHooks.h"
+#include "kiv/env/unix/diag/EndLimit.h"
+#include "kiv/env/unix/diag/LoadedModules.h"
+#include "kiv/env/unix/diag/LogRing.h"
+#include "kiv/env/unix/diag/ReportWriter.h"
 
 namespace Kiv
 {
@@ -40,81 +42,18 @@ constexpr Crash crashes[] = {{SIGSEGV, "SIGSEGV"}, {SIGBUS, "SIGBUS"},   {SIGILL
                              {SIGFPE, "SIGFPE"},   {SIGABRT, "SIGABRT"}, {SIGSYS, "SIGSYS"}};
 
 constexpr int maxFrames = 64;
-constexpr unsigned unwindLimitSeconds = 2;
 constexpr std::size_t stackSize = std::size_t{64} * 1024;
 
-/// One loaded file; the table is filled at installation and only read afterwards.
-struct Module
-{
-    std::uintptr_t base;
-    std::uintptr_t begin;
-    std::uintptr_t end;
-    unsigned char buildId[20];
-    std::size_t buildIdSize;
-    char path[256];
-};
-
-constexpr std::size_t maxModules = 128;
-Module modules[maxModules];
-std::size_t moduleCount = 0;
 std::atomic<int> reportFile{-1};
 std::atomic<bool> reporting{false};
-std::atomic<int> reportedSignal{0};
+
+CEndLimit limit;
+/// What the limit's thread needs: the file, 0 or the signal, and whether the last line is written.
+int limitFile = -1;
+int reportedSignal = 0;
+bool isComplete = false;
 
 // ---- at installation
-
-void findBuildId(Module& module, const char* note, std::size_t size)
-{
-    while (size >= sizeof(ElfW(Nhdr)))
-    {
-        ElfW(Nhdr) header;
-        std::memcpy(&header, note, sizeof header);
-        const std::size_t nameSize = (header.n_namesz + 3U) & ~3U;
-        const std::size_t idSize = (header.n_descsz + 3U) & ~3U;
-        if (sizeof header + nameSize + idSize > size)
-            return;
-        if (header.n_type == NT_GNU_BUILD_ID && header.n_descsz <= sizeof module.buildId)
-        {
-            module.buildIdSize = header.n_descsz;
-            std::memcpy(module.buildId, note + sizeof header + nameSize, header.n_descsz);
-            return;
-        }
-        note += sizeof header + nameSize + idSize;
-        size -= sizeof header + nameSize + idSize;
-    }
-}
-
-int addModule(dl_phdr_info* info, std::size_t, void*)
-{
-    if (moduleCount == maxModules)
-        return 1;
-    Module& module = modules[moduleCount];
-    module = {};
-    module.base = info->dlpi_addr;
-    module.begin = UINTPTR_MAX;
-    for (int i = 0; i < info->dlpi_phnum; ++i)
-    {
-        const ElfW(Phdr)& segment = info->dlpi_phdr[i];
-        const std::uintptr_t address = info->dlpi_addr + segment.p_vaddr;
-        if (segment.p_type == PT_LOAD)
-        {
-            module.begin = std::min(module.begin, address);
-            module.end = std::max(module.end, address + segment.p_memsz);
-        }
-        else if (segment.p_type == PT_NOTE)
-        {
-            // NOLINTNEXTLINE(performance-no-int-to-ptr): the loader gives addresses as numbers
-            findBuildId(module, reinterpret_cast<const char*>(address), segment.p_memsz);
-        }
-    }
-    const bool isProgram = moduleCount == 0;
-    if (isProgram)
-        static_cast<void>(!readlink("/proc/self/exe", module.path, sizeof module.path - 1));
-    else
-        std::memcpy(module.path, info->dlpi_name, strnlen(info->dlpi_name, sizeof module.path - 1));
-    ++moduleCount;
-    return 0;
-}
 
 /// The signal stack of one thread, for as long as the thread lives.
 class CSignalStack
@@ -171,14 +110,8 @@ std::uintptr_t programCounter(const ucontext_t& context)
 void writeAddress(CReportWriter& out, std::uintptr_t address)
 {
     out.text("  ").hex(address);
-    for (std::size_t i = 0; i < moduleCount; ++i)
-    {
-        if (address >= modules[i].begin && address < modules[i].end)
-        {
-            out.text(" ").text(modules[i].path).text(" +").hex(address - modules[i].base);
-            break;
-        }
-    }
+    if (const LoadedModule* module = CLoadedModules::find(address))
+        out.text(" ").text(module->path).text(" +").hex(address - module->base);
     out.text("\n");
 }
 
@@ -204,19 +137,18 @@ void writeLog(CReportWriter& out)
 void writeModules(CReportWriter& out)
 {
     out.text("modules:\n");
-    for (std::size_t i = 0; i < moduleCount; ++i)
+    for (const LoadedModule& module : CLoadedModules::all())
     {
-        const Module& module = modules[i];
         out.text("  ").hex(module.begin).text("-").hex(module.end).text(" build-id ");
         out.bytes(module.buildId, module.buildIdSize).text(" ").text(module.path).text("\n");
     }
     out.text("maps:\n");
-    out.flush();
     const int maps = open("/proc/self/maps", O_RDONLY | O_CLOEXEC);
     char chunk[512];
     for (ssize_t got = 0; maps >= 0 && (got = read(maps, chunk, sizeof chunk)) > 0;)
-        static_cast<void>(!write(reportFile, chunk, static_cast<std::size_t>(got)));
-    close(maps);
+        out.text(chunk, static_cast<std::size_t>(got));
+    if (maps >= 0)
+        close(maps);
 }
 
 void writeFrames(CReportWriter& out)
@@ -229,52 +161,59 @@ void writeFrames(CReportWriter& out)
         writeAddress(out, reinterpret_cast<std::uintptr_t>(addresses[frame]));
 }
 
-/// The signal's default action, once the handler has returned and the signal is no longer blocked.
-void takeDefaultAction(int sig)
+/// True for an instruction that fails again when the handler returns to it.
+bool isFailedInstruction(int sig, const siginfo_t& info)
 {
-    std::signal(sig, SIG_DFL);
+    return info.si_code > 0 && (sig == SIGSEGV || sig == SIGBUS || sig == SIGILL || sig == SIGFPE);
+}
+
+/// The signal's default action, once the handler has returned and the signal is no longer blocked. All six get it: who
+/// survives the first one may not end up here again.
+void takeDefaultAction(int sig, const siginfo_t& info)
+{
+    for (const Crash& crash : crashes)
+        std::signal(crash.number, SIG_DFL);
     syscall(SYS_tgkill, getpid(), syscall(SYS_gettid), sig);
+    // Process 1 of a system or container survives every default action but that of an instruction that failed.
+    if (getpid() == 1 && !isFailedInstruction(sig, info))
+        _exit(128 + sig);
 }
 
-void onUnwindLimit(int)
+/// Ends the process by the reported signal's default action, with a core dump, or with the status that a shell shows.
+KIV_BARE void endAtLimit()
 {
-    CReportWriter(reportFile).text("  given up\n=== end ===\n");
-    std::signal(reportedSignal, SIG_DFL);
-    kill(getpid(), reportedSignal);
-    // Should every thread have it blocked: as a shell shows the signal.
-    _exit(128 + reportedSignal);
-}
-
-void limitUnwinding()
-{
-    struct sigaction action
-    {};
-    action.sa_handler = onUnwindLimit;
-    action.sa_flags = SA_ONSTACK;
-    sigaction(SIGALRM, &action, nullptr);
-    sigset_t alarms;
-    sigemptyset(&alarms);
-    sigaddset(&alarms, SIGALRM);
-    pthread_sigmask(SIG_UNBLOCK, &alarms, nullptr);
-    alarm(unwindLimitSeconds);
+    static const char lastWords[] = "  given up\n=== end ===\n";
+    static const unsigned long defaultAction[16] = {};
+    if (!__atomic_load_n(&isComplete, __ATOMIC_ACQUIRE))
+        syscall(SYS_write, limitFile, lastWords, sizeof lastWords - 1);
+    const int sig = __atomic_load_n(&reportedSignal, __ATOMIC_ACQUIRE);
+    const std::uint64_t set = std::uint64_t{1} << (sig - 1);
+    syscall(SYS_rt_sigaction, sig, defaultAction, nullptr, sizeof set);
+    syscall(SYS_rt_sigprocmask, SIG_UNBLOCK, &set, nullptr, sizeof set);
+    syscall(SYS_tgkill, syscall(SYS_getpid), syscall(SYS_gettid), sig);
+    syscall(SYS_exit_group, 128 + sig);
 }
 
 void onCrash(int sig, siginfo_t* info, void* context)
 {
     while (reporting.exchange(true)) // another thread reports and ends the process
         pause();
-    reportedSignal = sig;
+    limitFile = reportFile;
+    __atomic_store_n(&reportedSignal, sig, __ATOMIC_RELEASE);
+    limit.start(endAtLimit);
+    // Writing to a pipe that nobody reads or beyond a limit on the size of files shall not end the process first.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     {
         CReportWriter out(reportFile);
         writeHead(out, sig, *info, *static_cast<const ucontext_t*>(context));
         writeLog(out);
         writeModules(out);
-        limitUnwinding();
         writeFrames(out);
         out.text("=== end ===\n");
     }
-    alarm(0);
-    takeDefaultAction(sig);
+    __atomic_store_n(&isComplete, true, __ATOMIC_RELEASE);
+    takeDefaultAction(sig, *info);
 }
 
 void handleCrashes()
@@ -285,6 +224,7 @@ void handleCrashes()
     action.sa_flags = SA_SIGINFO | SA_ONSTACK;
     for (const Crash& crash : crashes)
         sigaddset(&action.sa_mask, crash.number);
+    sigaddset(&action.sa_mask, SIGTTOU); // writing from the background of a terminal does not stop the process
     for (const Crash& crash : crashes)
         sigaction(crash.number, &action, nullptr);
 }
@@ -299,14 +239,13 @@ CLogRing& stateMachineLog()
 
 int installCrashReport(const std::string& path)
 {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0644);
     if (file < 0)
         return -static_cast<int>(errnoToErrCode(errno));
     const int previous = reportFile.exchange(file);
     if (previous >= 0)
         close(previous);
-    moduleCount = 0;
-    dl_iterate_phdr(addModule, nullptr);
+    CLoadedModules::takeDown();
     void* address = nullptr;
     backtrace(&address, 1);
     stateMachineLog();

@@ -1,20 +1,34 @@
-// A last report before the process ends. The handler is not async-signal-safe on purpose; what it takes care of is that
-// one thread alone runs the exit handlers, since exit() may not be called by two.
+// A last report before the process ends, then exit(). The handler is not async-signal-safe on purpose: names are
+// demangled and exit handlers run, both of which may wait for ever for a lock that the interrupted thread holds. What
+// it takes care of: a limit that is set before everything else, writing that waits for no reader, and that one thread
+// alone runs the exit handlers, since exit() may not be called by two.
 #include <kiv/diag.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <csignal>
+#include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 #include <cxxabi.h>
+#include <dlfcn.h>
 #include <execinfo.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <stdio_ext.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
-#include <kiv/Thread.h>
+#include "kiv/env/unix/diag/EndLimit.h"
+#include "kiv/env/unix/diag/ReportWriter.h"
 
 namespace Kiv
 {
@@ -97,30 +111,32 @@ struct NameBuffer
     }
 };
 
-void printFrame(std::FILE* out, char* line, NameBuffer& name)
+void printFrame(CReportWriter& out, char* line, NameBuffer& name)
 {
     const SymbolParts parts = findParts(line);
     if (!parts.complete())
     {
-        std::fprintf(out, "  %s\n", line);
+        out.text("  ").text(line).text("\n").flush();
         return;
     }
     *parts.open = *parts.plus = *parts.close = '\0';
+    out.text("  ").text(line).text(" : ");
     if (const char* readable = name.demangle(parts.open + 1))
-        std::fprintf(out, "  %s : %s+%s\n", line, readable, parts.plus + 1);
+        out.text(readable);
     else
-        std::fprintf(out, "  %s : %s()+%s\n", line, parts.open + 1, parts.plus + 1);
+        out.text(parts.open + 1).text("()");
+    out.text("+").text(parts.plus + 1).text("\n").flush();
 }
 
-__attribute__((noinline)) void print_stacktrace(std::FILE* out)
+/// The lines below "stack trace:".
+__attribute__((noinline)) void print_stacktrace(CReportWriter& out)
 {
-    std::fprintf(out, "stack trace:\n");
     void* addresses[maxFrames];
     const int frames = backtrace(addresses, maxFrames);
     const std::unique_ptr<char*, Freed> lines(frames > 0 ? backtrace_symbols(addresses, frames) : nullptr);
     if (!lines)
     {
-        std::fprintf(out, "  <empty, possibly corrupt>\n");
+        out.text("  <empty, possibly corrupt>\n").flush();
         return;
     }
     NameBuffer name;
@@ -128,27 +144,172 @@ __attribute__((noinline)) void print_stacktrace(std::FILE* out)
         printFrame(out, lines.get()[frame], name);
 }
 
-void report(int sig)
+/// One of the standard streams, for a report that waits for no reader.
+struct Target
 {
-    const int errorAtSignal = errno;
+    std::FILE* stream = nullptr;
+    int descriptor = -1;
+    bool mayWait = true; ///< A write may wait for a reader although there was room.
+    bool isSocket = false;
+    int rawDone = 0; ///< How much of the raw report is no longer needed.
+};
+
+/// A pipe or terminal is opened once more, since a mode set on the given descriptor would be set for every process that
+/// shares it. Where that is refused, it is used as it is.
+void openTarget(Target& target, std::FILE* stream)
+{
+    target.stream = stream;
+    target.descriptor = fileno(stream);
+    struct stat status
+    {};
+    if (fstat(target.descriptor, &status) != 0)
+        return;
+    target.isSocket = S_ISSOCK(status.st_mode);
+    if (S_ISFIFO(status.st_mode) || isatty(target.descriptor) != 0)
+    {
+        char path[32];
+        std::snprintf(path, sizeof path, "/proc/self/fd/%d", target.descriptor);
+        const int opened = open(path, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+        if (opened < 0)
+            return;
+        target.descriptor = opened;
+    }
+    __atomic_store_n(&target.mayWait, false, __ATOMIC_RELEASE);
+}
+
+// ---- the raw report: made without memory and written by the limit's thread if the report itself is stuck
+
+CEndLimit limit;
+Target targets[2];
+char rawReport[16384];
+int rawSize = 0;
+
+__attribute__((format(printf, 1, 2))) void appendRaw(const char* format, ...)
+{
+    const std::size_t room = sizeof rawReport - static_cast<std::size_t>(rawSize);
+    va_list values;
+    va_start(values, format);
+    const int length = std::vsnprintf(rawReport + rawSize, room, format, values);
+    va_end(values);
+    if (length > 0 && static_cast<std::size_t>(length) < room)
+        __atomic_store_n(&rawSize, rawSize + length, __ATOMIC_RELEASE);
+}
+
+__attribute__((noinline)) void appendRawTrace()
+{
+    void* addresses[maxFrames];
+    const int frames = backtrace(addresses, maxFrames);
+    for (int frame = 1; frame < frames; ++frame)
+    {
+        Dl_info symbol{};
+        const auto address = reinterpret_cast<std::uintptr_t>(addresses[frame]);
+        if (dladdr(addresses[frame], &symbol) == 0)
+            appendRaw("  [%#zx]\n", address);
+        else if (symbol.dli_sname == nullptr)
+            appendRaw("  %s : ()+%#zx\n", symbol.dli_fname,
+                      address - reinterpret_cast<std::uintptr_t>(symbol.dli_fbase));
+        else
+            appendRaw("  %s : %s()+%#zx\n", symbol.dli_fname, symbol.dli_sname,
+                      address - reinterpret_cast<std::uintptr_t>(symbol.dli_saddr));
+    }
+}
+
+KIV_BARE void writeRawRest(const Target& target)
+{
+    if (__atomic_load_n(&target.mayWait, __ATOMIC_ACQUIRE))
+        return;
+    const int size = __atomic_load_n(&rawSize, __ATOMIC_ACQUIRE);
+    for (int from = __atomic_load_n(&target.rawDone, __ATOMIC_ACQUIRE); from < size;)
+    {
+        const auto rest = static_cast<std::size_t>(size - from);
+        const long written = target.isSocket ? syscall(SYS_sendto, target.descriptor, rawReport + from, rest,
+                                                       MSG_DONTWAIT | MSG_NOSIGNAL, 0, 0)
+                                             : syscall(SYS_write, target.descriptor, rawReport + from, rest);
+        if (written <= 0)
+            break;
+        from += static_cast<int>(written);
+    }
+}
+
+KIV_BARE void endAtLimit()
+{
+    writeRawRest(targets[0]);
+    writeRawRest(targets[1]);
+    syscall(SYS_exit_group, 1);
+}
+
+// ---- the report
+
+/// What the program has printed comes before the report, unless another thread is stuck in a write of the same stream.
+void flushStream(std::FILE* stream, CReportWriter& out)
+{
+    for (int step = 0; ftrylockfile(stream) != 0; ++step)
+    {
+        if (step == 100)
+            return;
+        poll(nullptr, 0, 10);
+    }
+    if (__fpending(stream) > 0 && out.waitForRoom())
+        fflush_unlocked(stream);
+    funlockfile(stream);
+}
+
+/// Inlined, so that the trace begins with OnSignal().
+__attribute__((always_inline)) inline void printReport(Target& target, const char* text, const char* error,
+                                                       int rawHeadSize)
+{
+    CReportWriter out(target.descriptor);
+    flushStream(target.stream, out);
+    out.text(text).text(error).text("stack trace:\n").flush();
+    if (out.isComplete())
+        __atomic_store_n(&target.rawDone, rawHeadSize, __ATOMIC_RELEASE);
+    print_stacktrace(out);
+    if (out.isComplete())
+        __atomic_store_n(&target.rawDone, INT_MAX, __ATOMIC_RELEASE);
+}
+
+__attribute__((always_inline)) inline void report(int sig, int errorAtSignal, bool isFirst)
+{
     const auto* row = std::find_if(std::begin(SignalTbl), std::end(SignalTbl),
                                    [sig](const SignalRow& candidate) { return candidate.number == sig; });
-    const unsigned long thread = CThread::currentThreadId();
+    const auto thread = static_cast<unsigned long>(syscall(SYS_gettid));
     char text[256];
     if (row != std::end(SignalTbl))
         std::snprintf(text, sizeof text, "SIGNAL %d - %s in thread %lu\n", sig, row->text, thread);
     else
         std::snprintf(text, sizeof text, "SIGNAL %d - unknown signal in thread %lu\n", sig, thread);
-    std::fputs(text, stdout);
-    print_stacktrace(stdout);
-    std::fflush(stdout);
-    errno = errorAtSignal;
-    std::perror(text);
-    print_stacktrace(stderr);
+
+    Target others[2]; // a further report is not the limit's concern
+    Target* const streams = isFirst ? targets : others;
+    openTarget(streams[0], stdout);
+    openTarget(streams[1], stderr);
+    int rawHeadSize = 0;
+    if (isFirst)
+    {
+        appendRaw("%sstack trace:\n", text);
+        rawHeadSize = rawSize;
+        appendRawTrace();
+    }
+    printReport(streams[0], text, "", rawHeadSize);
+    char description[256];
+    char error[300];
+    std::snprintf(error, sizeof error, ": %s\n", strerror_r(errorAtSignal, description, sizeof description));
+    printReport(streams[1], text, error, rawHeadSize);
+}
+
+/// What could end or stop the process before it has reported and its exit handlers have run.
+void outliveReaders()
+{
+    for (const int sig : {SIGPIPE, SIGXFSZ})
+        std::signal(sig, [](int) {}); // not ignored: programs that exit handlers start would inherit that
+    sigset_t background;
+    sigemptyset(&background);
+    sigaddset(&background, SIGTTOU); // writing from the background of a terminal
+    pthread_sigmask(SIG_BLOCK, &background, nullptr);
 }
 
 /// The kernel's id of the thread that runs the exit handlers, 0 before.
-std::atomic<std::uint64_t> exitingThread{0};
+std::atomic<long> exitingThread{0};
 
 void allowAgain(int sig)
 {
@@ -170,9 +331,12 @@ void installDiagnosticSignalHandlers()
 
 void OnSignal(int sig)
 {
-    report(sig);
-    const std::uint64_t self = CThread::currentThreadId();
-    std::uint64_t first = 0;
+    const int errorAtSignal = errno;
+    const bool isFirst = limit.start(endAtLimit);
+    outliveReaders();
+    report(sig, errorAtSignal, isFirst);
+    const long self = syscall(SYS_gettid);
+    long first = 0;
     if (!exitingThread.compare_exchange_strong(first, self))
     {
         if (first == self) // an exit handler failed

@@ -64,9 +64,6 @@ private:
 /// The ring that all machines of the process share.
 CLogRing& stateMachineLog();
 
-/// Gives the calling thread a signal stack if crash reports are installed.
-void prepareLibraryThread();
-
 } // namespace Diag
 } // namespace Kiv
 

@@ -1,11 +1,14 @@
-/// Text and numbers to a file descriptor with nothing but write(2): for signal handlers.
+/// Text and numbers to a file descriptor with nothing but system calls: for signal handlers.
 #ifndef KIV_REPORTWRITER_H
 #define KIV_REPORTWRITER_H
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
 
+#include <poll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace Kiv
@@ -13,7 +16,9 @@ namespace Kiv
 namespace Diag
 {
 
-/// Collects text in a buffer of its own; what does not reach the file is lost silently.
+/// Collects text in a buffer of its own; what does not reach the file is lost silently. A pipe or terminal without room
+/// is waited for; after a second without progress all further text is dropped. The descriptor is non-blocking, or a
+/// write may wait longer where room for a part of the buffer only is taken for room.
 class CReportWriter
 {
 public:
@@ -26,6 +31,13 @@ public:
     {
         while (*characters != '\0')
             put(*characters++);
+        return *this;
+    }
+
+    CReportWriter& text(const char* characters, std::size_t size)
+    {
+        for (std::size_t i = 0; i < size; ++i)
+            put(characters[i]);
         return *this;
     }
 
@@ -64,17 +76,47 @@ public:
 
     void flush()
     {
-        for (std::size_t done = 0; done < used;)
+        for (std::size_t done = 0; done < used && waitForRoom();)
         {
-            const ssize_t written = ::write(descriptor, buffer + done, used - done);
-            if (written <= 0)
-                break;
-            done += static_cast<std::size_t>(written);
+            const ssize_t written = writeSome(buffer + done, used - done);
+            if (written > 0)
+            {
+                done += static_cast<std::size_t>(written);
+                patience = fullPatience;
+            }
+            else if (written == 0 || (errno != EINTR && errno != EAGAIN))
+                patience = 0;
         }
         used = 0;
     }
 
+    /// True as soon as something can be written or has failed, false if nothing was read for a second.
+    bool waitForRoom()
+    {
+        while (patience > 0)
+        {
+            --patience; // also when there is room at once: a device may say so and take nothing
+            pollfd state{descriptor, POLLOUT, 0};
+            if (poll(&state, 1, stepMilliseconds) > 0)
+                return true;
+        }
+        return false;
+    }
+
+    /// True if all that was flushed has been written.
+    bool isComplete() const { return patience > 0; }
+
 private:
+    static constexpr int stepMilliseconds = 10;
+    static constexpr int fullPatience = 1000 / stepMilliseconds;
+
+    /// A socket is not waited for whether or not it is non-blocking.
+    ssize_t writeSome(const char* from, std::size_t size) const
+    {
+        const ssize_t sent = send(descriptor, from, size, MSG_DONTWAIT | MSG_NOSIGNAL);
+        return sent < 0 && errno == ENOTSOCK ? ::write(descriptor, from, size) : sent;
+    }
+
     void put(char character)
     {
         if (used == sizeof buffer)
@@ -94,6 +136,7 @@ private:
     }
 
     const int descriptor;
+    int patience = fullPatience;
     std::size_t used = 0;
     char buffer[512];
 };

@@ -13,7 +13,7 @@
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
 
-#include "logging.h"
+#include "kiv/env/unix/diag/logging.h"
 
 namespace Kiv
 {
@@ -96,6 +96,12 @@ log4cplus::Logger& diagLogger()
     static log4cplus::Logger& logger = *new log4cplus::Logger(log4cplus::Logger::getRoot());
     return logger;
 }
+
+namespace
+{
+// The first call allocates and needs log4cplus: it shall not be that of a destructor late in exit().
+[[maybe_unused]] const log4cplus::Logger& loggerFromTheBeginning = diagLogger();
+} // namespace
 
 int stdOutPrintfError(int err) { return printError(stdout, err); }
 

@@ -9,6 +9,8 @@
 
 #include <log4cplus/logger.h>
 
+#include "kiv/env/unix/diag/LogGate.h"
+
 namespace Kiv
 {
 namespace Diag
@@ -23,6 +25,7 @@ struct CSourcePlace
 };
 
 /// Logs what `makeText` returns, as if the statement stood at `place`. While the level is disabled, nothing is called.
+/// Late in exit(), when log4cplus goes, records are dropped.
 ///
 ///     logAt(diagLogger(), log4cplus::INFO_LOG_LEVEL, {thisFile, __LINE__, __func__}, [&] { return "Stopping " + name;
 ///     });
@@ -30,7 +33,8 @@ template<class MakeText>
 inline void logAt(const log4cplus::Logger& logger, log4cplus::LogLevel level, const CSourcePlace& place,
                   MakeText&& makeText)
 {
-    if (logger.isEnabledFor(level))
+    const CLogPass pass;
+    if (pass && logger.isEnabledFor(level))
         logger.forcedLog(level, std::forward<MakeText>(makeText)(), place.file, place.line, place.function);
 }
 

@@ -5,7 +5,8 @@
 #include <kiv/ErrorToString.h>
 #include <kiv/diag.h>
 
-#include "../diag/logging.h"
+#include "kiv/env/unix/diag/logging.h"
+#include "kiv/errors/ResultCodes.h"
 
 namespace Kiv
 {
@@ -14,7 +15,6 @@ namespace
 {
 
 constexpr const char* thisFile = "../../src/kiv/env/unix/helper/LinuxPWMChip";
-constexpr int invalidArgument = -22;
 
 /// A step of a longer operation, under the number that its log record carries as the source line.
 enum eStep : int

@@ -12,7 +12,7 @@
 #include <sys/time.h>
 #include <sys/un.h>
 
-#include "SysfsFile.h"
+#include "kiv/env/unix/helper/SystemCall.h"
 
 namespace Kiv
 {
@@ -62,38 +62,29 @@ public:
             error = open(name);
     }
 
-    ~CServiceNotifyPrivate()
-    {
-        if (descriptor >= 0)
-            ::close(descriptor);
-    }
-
-    CServiceNotifyPrivate(const CServiceNotifyPrivate&) = delete;
-    CServiceNotifyPrivate& operator=(const CServiceNotifyPrivate&) = delete;
-
     int send(const char* text, std::size_t size) const
     {
-        if (descriptor < 0)
+        if (!socket.isOpen())
             return error;
         const auto* const to = reinterpret_cast<const sockaddr*>(&address);
         const auto sent =
-            uninterrupted([&] { return ::sendto(descriptor, text, size, MSG_NOSIGNAL, to, addressSize); });
+            uninterrupted([&] { return ::sendto(socket.get(), text, size, MSG_NOSIGNAL, to, addressSize); });
         return sent < 0 ? negatedErrno() : 0;
     }
 
     int error = 0;
     const microseconds watchdogInterval;
-    int descriptor = -1;
+    CDescriptor socket;
 
 private:
     int open(const char* name)
     {
         if (const int failed = setAddress(name))
             return -static_cast<int>(errnoToErrCode(failed));
-        descriptor = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        if (descriptor < 0)
+        socket = CDescriptor(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        if (!socket.isOpen())
             return negatedErrno();
-        ::setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+        ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
         return 0;
     }
 
@@ -121,7 +112,7 @@ CServiceNotify::CServiceNotify() : d(std::make_unique<CServiceNotifyPrivate>(std
 
 CServiceNotify::~CServiceNotify() = default;
 
-bool CServiceNotify::isManaged() const { return d->descriptor >= 0 || d->error != 0; }
+bool CServiceNotify::isManaged() const { return d->socket.isOpen() || d->error != 0; }
 
 int CServiceNotify::error() const { return d->error; }
 

@@ -2,17 +2,13 @@
 #ifndef KIV_SYSFSFILE_H
 #define KIV_SYSFSFILE_H
 
-#include <cerrno>
 #include <charconv>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <type_traits>
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <kiv/errno_translation.h>
+#include "kiv/env/unix/helper/SystemCall.h"
 
 namespace Kiv
 {
@@ -55,19 +51,6 @@ private:
     char* end = text;
 };
 
-/// Repeats a system call that a signal interrupted.
-template<class Call>
-auto uninterrupted(Call call)
-{
-    auto result = call();
-    while (result < 0 && errno == EINTR)
-        result = call();
-    return result;
-}
-
-/// The negated code of the last failed system call.
-inline int negatedErrno() { return -static_cast<int>(errnoToErrCode(errno)); }
-
 /// Reports the last failed system call on standard error; returns its negated code.
 inline int reportErrno(const char* tag)
 {
@@ -76,35 +59,27 @@ inline int reportErrno(const char* tag)
     return code;
 }
 
-/// An open file, closed at the end of its scope.
+/// An open file of sysfs, closed at the end of its scope.
 class CSysfsFile
 {
 public:
-    CSysfsFile(const char* path, int flags) : descriptor(uninterrupted([&] { return ::open(path, flags | O_CLOEXEC); }))
-    {}
-    ~CSysfsFile()
-    {
-        if (descriptor >= 0)
-            ::close(descriptor);
-    }
-    CSysfsFile(const CSysfsFile&) = delete;
-    CSysfsFile& operator=(const CSysfsFile&) = delete;
+    CSysfsFile(const char* path, int flags) : descriptor(CDescriptor::open(path, flags)) {}
 
-    bool isOpen() const { return descriptor >= 0; }
+    bool isOpen() const { return descriptor.isOpen(); }
 
     bool write(const void* data, std::size_t size) const
     {
-        return uninterrupted([&] { return ::write(descriptor, data, size); }) >= 0;
+        return uninterrupted([&] { return ::write(descriptor.get(), data, size); }) >= 0;
     }
 
     /// The number of bytes, or -1.
     ssize_t read(void* buffer, std::size_t size) const
     {
-        return uninterrupted([&] { return ::read(descriptor, buffer, size); });
+        return uninterrupted([&] { return ::read(descriptor.get(), buffer, size); });
     }
 
 private:
-    const int descriptor;
+    const CDescriptor descriptor;
 };
 
 /// Writes `data` in one call. Failures are reported under `openTag` or `writeTag`.

@@ -8,8 +8,8 @@
 
 #include <kiv/diag.h>
 
-#include "../diag/logging.h"
-#include "SysfsFile.h"
+#include "kiv/env/unix/diag/logging.h"
+#include "kiv/env/unix/helper/SysfsFile.h"
 
 namespace Kiv
 {

@@ -3,7 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "SysfsFile.h"
+#include "kiv/env/unix/helper/SysfsFile.h"
+#include "kiv/errors/ResultCodes.h"
 
 namespace Kiv
 {
@@ -18,8 +19,6 @@ CSysfsText pinPath(unsigned int pin, const char (&attribute)[Size])
     return CSysfsText("/sys/class/gpio/gpio", static_cast<int>(pin), attribute);
 }
 
-constexpr int invalidArgument = -22;
-
 } // namespace
 
 int gpio_export(unsigned int pin)
@@ -31,6 +30,9 @@ int gpio_unexport(unsigned int pin)
 {
     return writeSysfsNumber("/sys/class/gpio/unexport", pin, "gpio/unexport", "gpio/unexport");
 }
+
+// What follows writes texts with their NUL byte, which the kernel ignores: traces of the writes are compared byte for
+// byte. Only the numbers above are written without.
 
 int gpio_set_dir(unsigned int pin, ePinDirection dir)
 {
@@ -74,11 +76,10 @@ int gpio_set_edge(unsigned int pin, const char* edge)
 
 int gpio_fd_open(unsigned int pin)
 {
-    const CSysfsText path = pinPath(pin, "/value");
-    const int fd = uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC); });
-    if (fd < 0)
+    CDescriptor value = CDescriptor::open(pinPath(pin, "/value").c_str(), O_RDONLY | O_NONBLOCK);
+    if (!value.isOpen())
         std::perror("gpio/fd_open");
-    return fd;
+    return value.release();
 }
 
 int gpio_fd_close(int fd) { return ::close(fd) == 0 ? 0 : negatedErrno(); }

@@ -3,7 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "SysfsFile.h"
+#include "kiv/env/unix/helper/SysfsFile.h"
+#include "kiv/errors/ResultCodes.h"
 
 using Kiv::CSysfsFile;
 using Kiv::CSysfsText;
@@ -59,6 +60,7 @@ int readNumber(const CSysfsText& path, unsigned int& number)
     return attribute.result;
 }
 
+// Failed writes of the polarity are reported under it, too: whoever searches logs knows that line.
 constexpr const char* enableTag = "pwmchip/pwm/enable";
 
 } // namespace
@@ -96,6 +98,7 @@ int pwm_get_period(unsigned char chip, unsigned char channel, unsigned int& ns)
 int pwm_set_enabled(unsigned char chip, unsigned char channel, bool on)
 {
     const CSysfsText path = channelPath(chip, channel, "/enable");
+    // With the NUL byte, which the kernel ignores: traces of the writes are compared byte for byte.
     return Kiv::writeSysfs(path.c_str(), on ? "1" : "0", sizeof "1", path.c_str(), enableTag);
 }
 
@@ -105,9 +108,9 @@ int pwm_get_enabled(unsigned char chip, unsigned char channel, bool& on)
     const CSysfsFile file(path.c_str(), O_RDONLY);
     if (!file.isOpen())
         return reportErrno(path.c_str());
-    char state = *path.c_str(); // what a failed read leaves, and that counts as enabled
-    static_cast<void>(file.read(&state, 1));
-    on = state != '0';
+    char state = '\0';
+    const bool failed = file.read(&state, 1) < 0;
+    on = failed || state != '0'; // a failed read counts as enabled
     return 0;
 }
 
@@ -118,7 +121,8 @@ int pwm_set_polarity(unsigned char chip, unsigned char channel, ePWMPolarity p)
     if (!file.isOpen())
         return reportErrno(path.c_str());
     if (p != PWMPolarityNormal && p != PWMPolarityInversed)
-        return -22;
+        return Kiv::invalidArgument;
+    // With the NUL byte, as in pwm_set_enabled().
     const bool written =
         p == PWMPolarityNormal ? file.write("normal", sizeof "normal") : file.write("inversed", sizeof "inversed");
     return written ? 0 : reportErrno(enableTag);

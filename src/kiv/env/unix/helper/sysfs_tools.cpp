@@ -11,16 +11,14 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 
-#include "SysfsFile.h"
+#include "kiv/env/unix/helper/SysfsFile.h"
+#include "kiv/errors/ResultCodes.h"
 
 namespace Kiv
 {
 
 namespace
 {
-
-constexpr int noSuchDevice = -19;
-constexpr int canceled = -36;
 
 struct CloseFolder
 {
@@ -144,37 +142,26 @@ public:
     explicit CGpioEdgePrivate(unsigned int pin) : wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
     {
         const CSysfsText path("/sys/class/gpio/gpio", static_cast<int>(pin), "/value");
-        value = wake < 0 ? -1 : uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC); });
-        error = value < 0 || !rearm() ? negatedErrno() : 0;
+        if (wake.isOpen())
+            value = CDescriptor::open(path.c_str(), O_RDONLY | O_NONBLOCK);
+        error = !value.isOpen() || !rearm() ? negatedErrno() : 0;
     }
-
-    ~CGpioEdgePrivate()
-    {
-        for (const int descriptor : {value, wake})
-        {
-            if (descriptor >= 0)
-                ::close(descriptor);
-        }
-    }
-
-    CGpioEdgePrivate(const CGpioEdgePrivate&) = delete;
-    CGpioEdgePrivate& operator=(const CGpioEdgePrivate&) = delete;
 
     /// The kernel reports the next edge after a read; pread(2) needs no seek back to the start.
     bool rearm() const
     {
         char level[4];
-        return uninterrupted([&] { return ::pread(value, level, sizeof level, 0); }) >= 0;
+        return uninterrupted([&] { return ::pread(value.get(), level, sizeof level, 0); }) >= 0;
     }
 
     bool wasInterrupted() const
     {
         eventfd_t count = 0;
-        return eventfd_read(wake, &count) == 0;
+        return eventfd_read(wake.get(), &count) == 0;
     }
 
-    int wake;
-    int value = -1;
+    CDescriptor wake;
+    CDescriptor value;
     int error = 0;
 };
 
@@ -188,7 +175,7 @@ int CGpioEdge::wait(int timeoutMs)
 {
     if (d->error != 0)
         return d->error;
-    pollfd descriptors[] = {{d->wake, POLLIN, 0}, {d->value, POLLPRI | POLLERR, 0}};
+    pollfd descriptors[] = {{d->wake.get(), POLLIN, 0}, {d->value.get(), POLLPRI | POLLERR, 0}};
     using Clock = std::chrono::steady_clock;
     const auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
     int ready = ::poll(descriptors, 2, timeoutMs);
@@ -200,12 +187,12 @@ int CGpioEdge::wait(int timeoutMs)
     if (ready < 0)
         return negatedErrno();
     if (d->wasInterrupted())
-        return canceled;
+        return operationCanceled;
     if (ready == 0)
         return 0;
     return d->rearm() ? 1 : negatedErrno();
 }
 
-void CGpioEdge::interrupt() { eventfd_write(d->wake, 1); }
+void CGpioEdge::interrupt() { eventfd_write(d->wake.get(), 1); }
 
 } // namespace Kiv

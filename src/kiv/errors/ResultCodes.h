@@ -1,0 +1,17 @@
+/// The results that the library gives of its own accord, where no errno stands behind a failure.
+#ifndef KIV_RESULTCODES_H
+#define KIV_RESULTCODES_H
+
+namespace Kiv
+{
+
+// Codes of <kiv/err_codes.h>, negated as results are.
+constexpr int noSuchEntity = -2;
+constexpr int inputOutputError = -5;
+constexpr int noSuchDevice = -19;
+constexpr int invalidArgument = -22;
+constexpr int operationCanceled = -36;
+
+} // namespace Kiv
+
+#endif
