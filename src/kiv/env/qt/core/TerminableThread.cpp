@@ -153,6 +153,7 @@ void CTerminableThread::run()
     setTerminationEnabled(false);
     threadHere = this;
     Diag::prepareLibraryThread();
+    prepare();
     const CEndMark mark(*this);
     if (begin())
         body();

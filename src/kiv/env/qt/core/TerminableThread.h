@@ -67,6 +67,9 @@ public:
     static void giveUp(std::unique_ptr<CTerminableThread> thread);
 
 protected:
+    /// Runs on the thread before launch() returns.
+    virtual void prepare() {}
+
     /// Runs on the thread with termination held off.
     virtual void body() = 0;
 

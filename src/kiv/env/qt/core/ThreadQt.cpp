@@ -44,6 +44,7 @@ public:
     std::atomic<void (*)(CThread*)> ownerRun{nullptr};
 
 protected:
+    void prepare() override;
     void body() override;
 };
 
@@ -62,10 +63,14 @@ void CThreadPrivate::logOnTheWayOut(const char* event, const Diag::CSourcePlace&
     Diag::CStopRecord(Diag::diagLogger(), log4cplus::TRACE_LOG_LEVEL, place, [&] { return textOf(event); }).wait();
 }
 
+void CThreadPrivate::prepare()
+{
+    prctl(PR_SET_NAME, name); // not Qt, which would convert the name with what it takes down when the process exits
+}
+
 void CThreadPrivate::body()
 {
     runningHere = this;
-    prctl(PR_SET_NAME, name); // not Qt, which would convert the name with what it takes down when the process exits
     log("start", {thisFile, __LINE__, __func__});
     {
         const CTerminationWindow window;
