@@ -2,7 +2,7 @@
 // `size`.
 
 #include "Drive.h"
-#include "DriveBySwitch.h"
+#include "support/DriveBySwitch.h"
 
 #ifdef BY_SWITCH
 using SizedDrive = CDriveBySwitch;

@@ -7,8 +7,8 @@
 #include <iterator>
 #include <string>
 
-#include "../tests/Utf8Model.h"
 #include "require.h"
+#include "support/Utf8Model.h"
 
 namespace
 {

@@ -17,8 +17,8 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include "RecordingAppender.h"
-#include "WaitUntil.h"
+#include "support/RecordingAppender.h"
+#include "support/WaitUntil.h"
 
 using Kiv::CAlarmTimer;
 using Kiv::IAlarmHandler;

@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "BoardUser.h"
-#include "TemporaryDirectory.h"
+#include "support/BoardUser.h"
+#include "support/TemporaryDirectory.h"
 
 using testing::StartsWith;
 

@@ -1,5 +1,5 @@
 // The simulated board through real system calls: what the file system adds to the model.
-#include "OnBoard.h"
+#include "support/OnBoard.h"
 
 #include <cerrno>
 #include <climits>

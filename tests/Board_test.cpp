@@ -4,7 +4,7 @@
 
 #include <poll.h>
 
-#include "BoardUser.h"
+#include "support/BoardUser.h"
 
 using namespace std::string_literals;
 using testing::ElementsAre;

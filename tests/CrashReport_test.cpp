@@ -19,8 +19,8 @@
 #include <kiv/env/unix/diag/LogRing.h>
 #include <kiv/env/unix/diag/ReportWriter.h>
 
-#include "ChildProcess.h"
-#include "TemporaryDirectory.h"
+#include "support/ChildProcess.h"
+#include "support/TemporaryDirectory.h"
 
 using testing::ContainsRegex;
 using testing::HasSubstr;

@@ -11,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include "TextHash.h"
+#include "support/TextHash.h"
 
 namespace
 {

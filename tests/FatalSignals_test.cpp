@@ -13,7 +13,7 @@
 #include <sys/socket.h>
 #include <termios.h>
 
-#include "ChildProcess.h"
+#include "support/ChildProcess.h"
 
 using testing::ContainsRegex;
 using testing::HasSubstr;

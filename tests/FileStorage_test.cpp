@@ -11,8 +11,8 @@
 
 #include <boost/filesystem/exception.hpp>
 
-#include "OpenDescriptors.h"
-#include "TemporaryDirectory.h"
+#include "support/OpenDescriptors.h"
+#include "support/TemporaryDirectory.h"
 
 namespace
 {

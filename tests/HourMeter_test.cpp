@@ -11,10 +11,10 @@
 
 #include <kiv/FileStorage.h>
 
-#include "ChildProcess.h"
-#include "TemporaryDirectory.h"
-#include "WaitUntil.h"
 #include "kiv/files/HourMeterPrivate.h"
+#include "support/ChildProcess.h"
+#include "support/TemporaryDirectory.h"
+#include "support/WaitUntil.h"
 
 using namespace std::chrono_literals;
 

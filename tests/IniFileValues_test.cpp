@@ -10,7 +10,7 @@
 
 #include <gmock/gmock.h>
 
-#include "DecimalComma.h"
+#include "support/DecimalComma.h"
 
 using Kiv::CIniFile;
 

@@ -18,9 +18,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "OpenDescriptors.h"
-#include "TemporaryDirectory.h"
-#include "WaitUntil.h"
+#include "support/OpenDescriptors.h"
+#include "support/TemporaryDirectory.h"
+#include "support/WaitUntil.h"
 
 using Kiv::CIniFile;
 using Kiv::CIniFileKey;

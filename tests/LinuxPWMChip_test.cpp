@@ -5,8 +5,8 @@
 #include <kiv/diag.h>
 #include <kiv/sysfs_tools.h>
 
-#include "BoardAccess.h"
-#include "RecordingAppender.h"
+#include "support/BoardAccess.h"
+#include "support/RecordingAppender.h"
 
 using Kiv::CLinuxPWMChip;
 using testing::ElementsAre;

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "WaitUntil.h"
+#include "support/WaitUntil.h"
 
 using Kiv::CPollingTimer;
 

@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include "ServiceManager.h"
-#include "TemporaryDirectory.h"
+#include "support/ServiceManager.h"
+#include "support/TemporaryDirectory.h"
 
 using std::chrono::microseconds;
 

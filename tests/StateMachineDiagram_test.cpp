@@ -8,8 +8,8 @@
 
 #include <kiv/TinySimpleFSM.h>
 
-#include "ChildProcess.h"
-#include "TemporaryDirectory.h"
+#include "support/ChildProcess.h"
+#include "support/TemporaryDirectory.h"
 
 using Kiv::CFinalState;
 using Kiv::CState;

@@ -18,8 +18,8 @@
 
 #include <kiv/TinySimpleFSM.h>
 
-#include "TemporaryDirectory.h"
-#include "WaitUntil.h"
+#include "support/TemporaryDirectory.h"
+#include "support/WaitUntil.h"
 
 using Kiv::CState;
 using Kiv::CStateMachine;

@@ -15,8 +15,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "StateTree.h"
-#include "WaitUntil.h"
+#include "support/StateTree.h"
+#include "support/WaitUntil.h"
 
 using Kiv::CState;
 using Kiv::CStateMachine;

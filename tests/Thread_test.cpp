@@ -13,8 +13,8 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include "RecordingAppender.h"
-#include "WaitUntil.h"
+#include "support/RecordingAppender.h"
+#include "support/WaitUntil.h"
 
 using Kiv::CThread;
 using testing::ElementsAre;

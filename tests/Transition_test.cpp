@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "StateTree.h"
+#include "support/StateTree.h"
 
 using Kiv::CFinalState;
 using Kiv::CState;

@@ -12,8 +12,8 @@
 
 #include <kiv/env/unix/diag/logging.h>
 
-#include "ChildProcess.h"
-#include "TemporaryDirectory.h"
+#include "support/ChildProcess.h"
+#include "support/TemporaryDirectory.h"
 
 using testing::HasSubstr;
 using testing::MatchesRegex;

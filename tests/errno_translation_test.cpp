@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "TextHash.h"
+#include "support/TextHash.h"
 
 TEST(ErrnoTranslation, GivesTheContractsCodes)
 {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ChildProcess.h"
+#include "support/ChildProcess.h"
 
 TEST(FirstSteps, LampBlinksThreeTimes)
 {

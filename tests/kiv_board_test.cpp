@@ -10,9 +10,9 @@
 
 #include <unistd.h>
 
-#include "ChildProcess.h"
-#include "TemporaryDirectory.h"
-#include "WaitUntil.h"
+#include "support/ChildProcess.h"
+#include "support/TemporaryDirectory.h"
+#include "support/WaitUntil.h"
 
 using testing::AllOf;
 using testing::EndsWith;

@@ -1,5 +1,5 @@
 // kiv gpio, pwm and adc on the simulated board, down to what they write.
-#include "OnBoard.h"
+#include "support/OnBoard.h"
 
 #include <csignal>
 #include <fstream>
@@ -8,9 +8,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "KivTool.h"
-#include "TemporaryDirectory.h"
-#include "WaitUntil.h"
+#include "support/KivTool.h"
+#include "support/TemporaryDirectory.h"
+#include "support/WaitUntil.h"
 
 using testing::ElementsAre;
 using testing::MatchesRegex;

@@ -19,8 +19,8 @@
 #include "FileReplacement.h"
 #include "IniEdit.h"
 #include "IniLines.h"
-#include "KivTool.h"
-#include "TemporaryDirectory.h"
+#include "support/KivTool.h"
+#include "support/TemporaryDirectory.h"
 
 using namespace std::string_literals;
 

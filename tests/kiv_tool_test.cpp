@@ -10,8 +10,8 @@
 #include <kiv/ErrorToString.h>
 #include <kiv/crc.h>
 
-#include "KivTool.h"
-#include "TemporaryDirectory.h"
+#include "support/KivTool.h"
+#include "support/TemporaryDirectory.h"
 
 using testing::AllOf;
 using testing::EndsWith;

@@ -4,9 +4,9 @@
 
 #include <kiv/diag.h>
 
-#include "BoardAccess.h"
-#include "DecimalComma.h"
-#include "RecordingAppender.h"
+#include "support/BoardAccess.h"
+#include "support/DecimalComma.h"
+#include "support/RecordingAppender.h"
 
 using Kiv::CLinuxPollingADC;
 using testing::ElementsAre;

@@ -4,7 +4,7 @@
 
 #include <fcntl.h>
 
-#include "BoardAccess.h"
+#include "support/BoardAccess.h"
 
 using namespace Kiv;
 using testing::ElementsAre;

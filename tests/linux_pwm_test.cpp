@@ -1,7 +1,7 @@
 // PWM channels on the simulated board: channel 0 of pwmchip0 runs, 1 is off, 2 is free.
 #include <kiv/linux_pwm.h>
 
-#include "BoardAccess.h"
+#include "support/BoardAccess.h"
 
 using testing::ElementsAre;
 

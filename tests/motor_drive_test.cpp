@@ -8,7 +8,7 @@
 
 #include <gmock/gmock.h>
 
-#include "DriveBySwitch.h"
+#include "support/DriveBySwitch.h"
 
 namespace
 {

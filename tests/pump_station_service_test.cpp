@@ -10,9 +10,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "ChildProcess.h"
-#include "ServiceManager.h"
-#include "TemporaryDirectory.h"
+#include "support/ChildProcess.h"
+#include "support/ServiceManager.h"
+#include "support/TemporaryDirectory.h"
 
 namespace
 {

@@ -8,9 +8,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ChildProcess.h"
-#include "TemporaryDirectory.h"
-#include "WaitUntil.h"
+#include "support/ChildProcess.h"
+#include "support/TemporaryDirectory.h"
+#include "support/WaitUntil.h"
 
 using testing::HasSubstr;
 using testing::StartsWith;

@@ -11,8 +11,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include "BoardAccess.h"
-#include "WaitUntil.h"
+#include "support/BoardAccess.h"
+#include "support/WaitUntil.h"
 
 using namespace Kiv;
 using testing::ElementsAre;

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Utf8Model.h"
+#include "support/Utf8Model.h"
 
 using tiny_utf8_detail::read_bytes_tag;
 

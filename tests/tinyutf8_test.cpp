@@ -9,7 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Utf8Model.h"
+#include "support/Utf8Model.h"
 
 using testing::ElementsAre;
 using tiny_utf8_detail::read_bytes_tag;

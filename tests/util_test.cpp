@@ -6,9 +6,9 @@
 
 #include <gtest/gtest.h>
 
-#include "ChildProcess.h"
-#include "TemporaryDirectory.h"
-#include "module_child.h"
+#include "programs/module_child.h"
+#include "support/ChildProcess.h"
+#include "support/TemporaryDirectory.h"
 
 namespace fs = std::filesystem;
 

@@ -1,7 +1,7 @@
 // main() of the tests of hardware access: all of them run on a simulated board.
 #include <gmock/gmock.h>
 
-#include "OnBoard.h"
+#include "support/OnBoard.h"
 
 int main(int argc, char** argv)
 {

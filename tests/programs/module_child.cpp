@@ -1,4 +1,4 @@
-#include "module_child.h"
+#include "programs/module_child.h"
 
 #include <kiv/whereami.h>
 

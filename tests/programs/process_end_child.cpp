@@ -18,7 +18,7 @@
 #include <kiv/TinySimpleFSM.h>
 #include <kiv/diag.h>
 
-#include "WaitUntil.h"
+#include "support/WaitUntil.h"
 
 extern "C" const char* __tsan_default_options() { return "report_signal_unsafe=0:atexit_sleep_ms=0"; }
 

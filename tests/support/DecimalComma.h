@@ -9,7 +9,7 @@
 #include <fstream>
 #include <string>
 
-#include "TemporaryDirectory.h"
+#include "support/TemporaryDirectory.h"
 
 /// Makes a locale in which numbers have a decimal comma, and sets it for the process until the end of the test.
 class DecimalComma

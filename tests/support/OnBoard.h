@@ -12,7 +12,7 @@
 
 #include <unistd.h>
 
-#include "ChildProcess.h"
+#include "support/ChildProcess.h"
 
 /// For main(): starts the program anew on a board of its own, described by the arguments of `kiv-board run`, and does
 /// not come back then. Where there can be no board it does, and the tests of COnBoard report themselves as skipped.

@@ -9,7 +9,7 @@
 
 #include <gmock/gmock.h>
 
-#include "ChildProcess.h"
+#include "support/ChildProcess.h"
 
 struct ToolResult
 {

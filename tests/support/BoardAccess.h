@@ -12,9 +12,9 @@
 
 #include <sys/mount.h>
 
-#include "ChildProcess.h"
-#include "OnBoard.h"
-#include "TemporaryDirectory.h"
+#include "support/ChildProcess.h"
+#include "support/OnBoard.h"
+#include "support/TemporaryDirectory.h"
 
 /// Writes a file of the outer world, such as "sim/faults".
 inline void setWorld(const std::string& file, const std::string& text) { std::ofstream("/sys/class/" + file) << text; }
