@@ -11,6 +11,7 @@
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
 #include <kiv/EventQueue.h>
+#include <kiv/FileEdit.h>
 #include <kiv/FileStorage.h>
 #include <kiv/HourMeter.h>
 #include <kiv/IniFile.h>
