@@ -70,9 +70,14 @@ CBoard::CBoard(const BoardConfig& config) : kernel(config.kernel), adcAtPowerOn(
     const auto sys = root->addFolder("sys");
     classFolder = sys->addFolder("class");
     deviceFolder = sys->addFolder("devices")->addFolder("platform");
-    addGpio(config);
-    addPwm(config);
+    busFolder = sys->addFolder("bus");
+    if (config.hasGpio)
+        addGpio(config);
+    if (config.hasPwm)
+        addPwm(config);
     addWorld(config);
+    if (config.hasAdc)
+        addIio(config.iio);
 }
 
 void CBoard::addGpio(const BoardConfig& config)
@@ -159,6 +164,24 @@ void CBoard::addAdcInput(CFolder& folder, const AdcConfig& input)
     const auto attribute = std::make_shared<CAttribute>(0644, shown([text] { return *text; }), store);
     attribute->clear = [text] { text->clear(); };
     folder.add(input.name, attribute);
+}
+
+/// The inputs once more, as the kernel's converters show themselves.
+void CBoard::addIio(const IioConfig& config)
+{
+    const auto device = std::make_shared<CFolder>("/sys/bus/iio/devices/iio:device0");
+    deviceFolder->addFolder(config.name)->add("iio:device0", device);
+    device->add("name", constantAttribute(config.name + "\n"));
+    device->add("in_voltage_scale", constantAttribute(config.scale + "\n"));
+    if (!config.offset.empty())
+        device->add("in_voltage_offset", constantAttribute(config.offset + "\n"));
+    for (std::size_t i = 0; i < adcTexts.size(); ++i)
+    {
+        const auto raw = shown([text = adcTexts[i].second] { return *text; });
+        device->add("in_voltage" + std::to_string(i) + "_raw", std::make_shared<CAttribute>(0444, raw));
+    }
+    const auto link = std::make_shared<CLink>("../../../devices/platform/" + config.name + "/iio:device0");
+    busFolder->addFolder("iio")->addFolder("devices")->add("iio:device0", link);
 }
 
 /// As at power-on; files that are open are those of lines and channels that are gone.

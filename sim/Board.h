@@ -1,4 +1,4 @@
-/// The whole simulated board: /sys/class/gpio, /sys/class/pwm and the outer world in /sys/class/sim.
+/// The whole simulated board: /sys/class/gpio, /sys/class/pwm, /sys/bus/iio and the outer world in /sys/class/sim.
 #ifndef KIV_SIM_BOARD_H
 #define KIV_SIM_BOARD_H
 
@@ -36,6 +36,8 @@ public:
     /// /sys/class, and /sys/devices/platform, where the links of the former lead.
     const std::shared_ptr<CFolder>& classes() const { return classFolder; }
     const std::shared_ptr<CFolder>& devices() const { return deviceFolder; }
+    /// /sys/bus, with industrial I/O.
+    const std::shared_ptr<CFolder>& buses() const { return busFolder; }
 
     /// The node of an absolute path, links followed; null when there is none.
     std::shared_ptr<CNode> find(const std::string& path) const;
@@ -53,6 +55,7 @@ private:
     void addGpio(const BoardConfig& config);
     void addPwm(const BoardConfig& config);
     void addWorld(const BoardConfig& config);
+    void addIio(const IioConfig& config);
     void addWorldLines(CFolder& folder);
     void addWorldChannels(CFolder& folder);
     void addAdcInput(CFolder& folder, const AdcConfig& input);
@@ -64,6 +67,7 @@ private:
     std::shared_ptr<CFolder> root;
     std::shared_ptr<CFolder> classFolder;
     std::shared_ptr<CFolder> deviceFolder;
+    std::shared_ptr<CFolder> busFolder;
     std::deque<CGpioChip> gpioChips;
     std::deque<CPwmChip> pwmChips;
     std::vector<AdcConfig> adcAtPowerOn;

@@ -101,6 +101,22 @@ std::vector<std::string> commaSeparated(const std::string& text)
     return items;
 }
 
+/// What a kernel or a board does not have at all.
+Setter absenceSetter(BoardConfig& config)
+{
+    return [&config](const std::string& value) {
+        const std::map<std::string, bool BoardConfig::*> parts = {
+            {"adc", &BoardConfig::hasAdc}, {"gpio", &BoardConfig::hasGpio}, {"pwm", &BoardConfig::hasPwm}};
+        for (const std::string& item : commaSeparated(value))
+        {
+            const auto found = parts.find(item);
+            if (found == parts.end())
+                throw CBadValue("must name some of adc, gpio, pwm");
+            config.*(found->second) = false;
+        }
+    };
+}
+
 constexpr unsigned noBase = std::numeric_limits<unsigned>::max();
 
 class CReader
@@ -144,15 +160,20 @@ private:
         if (section == "board")
             apply(section,
                   {{"kernel",
-                    wordSetter<eKernel>(config.kernel, {{"5.10", Kernel61}, {"6.1", Kernel61}, {"6.12", Kernel612}})}});
+                    wordSetter<eKernel>(config.kernel, {{"5.10", Kernel61}, {"6.1", Kernel61}, {"6.12", Kernel612}})},
+                   {"without", absenceSetter(config)}});
         else if (section == "adc")
             readAdc(section);
+        else if (section == "iio")
+            apply(section, {{"name", nameSetter(config.iio.name)},
+                            {"scale", [this](const std::string& value) { config.iio.scale = value; }},
+                            {"offset", [this](const std::string& value) { config.iio.offset = value; }}});
         else if (section.compare(0, 4, "gpio") == 0)
             readGpio(section);
         else if (section.compare(0, 3, "pwm") == 0)
             readPwm(section);
         else
-            fail(section, "is unknown; there are board, adc, gpio..., pwm...");
+            fail(section, "is unknown; there are board, adc, iio, gpio..., pwm...");
     }
 
     void apply(const std::string& section, const Setters& setters)
@@ -284,22 +305,32 @@ void checkUniqueness(const BoardConfig& config)
     for (const PwmChipConfig& chip : config.pwm)
         if (!devices.insert(chip.device).second)
             throw CBadValue("device " + chip.device + " stands there twice");
+    if (config.hasAdc && !devices.insert(config.iio.name).second)
+        throw CBadValue("device " + config.iio.name + " stands there twice");
+}
+
+void checkAbsence(const BoardConfig& config)
+{
+    if ((!config.hasGpio && !config.gpio.empty()) || (!config.hasPwm && !config.pwm.empty()) ||
+        (!config.hasAdc && !config.adc.empty()))
+        throw CBadValue("what the board is without is described all the same");
 }
 
 void complete(BoardConfig& config)
 {
-    if (config.gpio.empty())
+    checkAbsence(config);
+    if (config.hasGpio && config.gpio.empty())
     {
         config.gpio.emplace_back();
         config.gpio[0].label = config.gpio[0].device = "9030000.pl061";
         config.gpio[0].base = noBase;
     }
-    if (config.pwm.empty())
+    if (config.hasPwm && config.pwm.empty())
     {
         config.pwm.emplace_back();
         config.pwm[0].device = "fe20c000.pwm";
     }
-    if (config.adc.empty())
+    if (config.hasAdc && config.adc.empty())
         config.adc = {{"in0", "0\n"}, {"in1", "0\n"}};
     for (PwmChipConfig& chip : config.pwm)
         chip.kernel = config.kernel;

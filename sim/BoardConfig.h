@@ -65,9 +65,21 @@ struct AdcConfig
     std::string text;
 };
 
+/// The ADC inputs as channels of an industrial I/O device.
+struct IioConfig
+{
+    std::string name = "ads1015";
+    std::string scale = "1"; ///< millivolts for each step, as the kernel shows it
+    std::string offset;      ///< steps; without it there is no file
+};
+
 struct BoardConfig
 {
     eKernel kernel = Kernel61;
+    bool hasGpio = true;
+    bool hasPwm = true;
+    bool hasAdc = true;
+    IioConfig iio;
     std::vector<GpioChipConfig> gpio;
     std::vector<PwmChipConfig> pwm;
     std::vector<AdcConfig> adc;
@@ -80,7 +92,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// 6.1's answers, eight lines, one PWM chip of two channels, two ADC inputs.
+/// 6.1's answers, eight lines, one PWM chip of two channels, two ADC inputs, which are also those of an IIO device.
 BoardConfig defaultBoard();
 
 /// The board of an INI file; what the file does not describe is as on the default board. Throws CBoardConfigError.

@@ -23,6 +23,7 @@ namespace
 {
 
 constexpr const char* devicesName = ".devices";
+constexpr const char* busesName = ".bus";
 constexpr double steadySeconds = 3600; // how long the kernel may remember what does not change
 constexpr off_t attributeSize = 4096;
 
@@ -55,6 +56,8 @@ public:
     {
         if (parent == FUSE_ROOT_ID && std::strcmp(name, devicesName) == 0)
             return board.devices();
+        if (parent == FUSE_ROOT_ID && std::strcmp(name, busesName) == 0)
+            return board.buses();
         const auto folder = std::dynamic_pointer_cast<CFolder>(node(parent));
         return folder ? folder->find(name) : nullptr;
     }

@@ -38,6 +38,8 @@ std::vector<std::string> boardFolders(const BoardConfig& config)
         names.push_back(chip.device);
     for (const PwmChipConfig& chip : config.pwm)
         names.push_back(chip.device);
+    if (config.hasAdc)
+        names.push_back(config.iio.name);
     return names;
 }
 
@@ -127,6 +129,7 @@ int serveBoard(const BoardConfig& config, char** argv)
         const CSandbox sandbox;
         CBoard board(config);
         addMountPoints(*board.classes(), sandbox.coveredClasses());
+        addMountPoints(*board.buses(), sandbox.coveredBuses());
         addMountPoints(*board.devices(), sandbox.coveredDevices());
         const pid_t self = getpid();
         const pid_t command = fork();

@@ -18,6 +18,7 @@ namespace
 {
 
 constexpr const char* classPath = "/sys/class";
+constexpr const char* busPath = "/sys/bus";
 constexpr const char* devicePath = "/sys/devices/platform";
 
 [[noreturn]] void fail(const std::string& what) { throw CNoSandbox(what + ": " + std::strerror(errno)); }
@@ -84,6 +85,7 @@ CSandbox::CSandbox()
     if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
         fail("cannot make the mounts private");
     classes = lookInto(classPath);
+    buses = lookInto(busPath);
     devices = lookInto(devicePath);
     fuse = open("/dev/fuse", O_RDWR | O_CLOEXEC);
     if (fuse < 0)
@@ -97,6 +99,7 @@ CSandbox::CSandbox()
 CSandbox::~CSandbox()
 {
     close(classes.folder);
+    close(buses.folder);
     close(devices.folder);
 }
 
@@ -132,12 +135,16 @@ void CSandbox::arrange(const std::vector<std::string>& hidden) const
 {
     if (mount("/sys/class/.devices", devicePath, nullptr, MS_BIND, nullptr) != 0)
         fail(std::string("cannot mount the board's devices on ") + devicePath);
+    if (mount("/sys/class/.bus", busPath, nullptr, MS_BIND, nullptr) != 0)
+        fail(std::string("cannot mount the board's buses on ") + busPath);
     putBack(classes, classPath, hidden);
+    putBack(buses, busPath, {"iio"});
     putBack(devices, devicePath, hidden);
 }
 
 void CSandbox::dismantle()
 {
+    umount2(busPath, MNT_DETACH | UMOUNT_NOFOLLOW);
     umount2(devicePath, MNT_DETACH | UMOUNT_NOFOLLOW);
     umount2(classPath, MNT_DETACH | UMOUNT_NOFOLLOW);
 }

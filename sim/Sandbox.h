@@ -32,12 +32,14 @@ public:
 
     /// The mount's descriptor; the caller takes it over.
     int fuseDescriptor() const { return fuse; }
-    /// The folders that stood in /sys/class and /sys/devices/platform and were covered.
+    /// The folders that stood in /sys/class, /sys/bus and /sys/devices/platform and were covered.
     const std::vector<std::string>& coveredClasses() const { return classes.names; }
+    const std::vector<std::string>& coveredBuses() const { return buses.names; }
     const std::vector<std::string>& coveredDevices() const { return devices.names; }
 
-    /// Puts the board's devices over /sys/devices/platform and the machine's own folders back beside the board's, those
-    /// named in `hidden` excepted. For another process of the namespace, since the file system must answer meanwhile.
+    /// Puts the board's devices over /sys/devices/platform and its buses over /sys/bus, and the machine's own folders
+    /// back beside the board's, those named in `hidden` excepted. For another process of the namespace, since the file
+    /// system must answer meanwhile.
     void arrange(const std::vector<std::string>& hidden) const;
 
     /// Uncovers /sys for processes that outlive the board.
@@ -54,6 +56,7 @@ private:
     static void putBack(const Covered& covered, const std::string& path, const std::vector<std::string>& hidden);
 
     Covered classes;
+    Covered buses;
     Covered devices;
     int fuse = -1;
 };

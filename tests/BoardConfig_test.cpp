@@ -54,7 +54,7 @@ TEST(BoardConfig, ErrorsSayFileAndReason)
     for (const Case& wrong :
          {Case{"[gpio]\nlines=many\n", "[gpio] lines=many: a number from 1 to 1024 is needed"},
           Case{"[gpio]\nline=8\n", "[gpio] line is unknown"},
-          Case{"[spi]\n", "[spi] is unknown; there are board, adc, gpio..., pwm..."},
+          Case{"[spi]\n", "[spi] is unknown; there are board, adc, iio, gpio..., pwm..."},
           Case{"[board]\nkernel=4\n", "[board] kernel=4: must be one of 5.10, 6.1, 6.12"},
           Case{"[gpio\n", "a line begins with '[' and has no ']'"},
           Case{"[adc]\na/b=1\n", "[adc] a/b=1: not fit for a file's name"},

@@ -12,6 +12,13 @@ namespace Kiv
 
 class CLinuxPWMChipPrivate;
 
+/// How the channels of a chip are taken or adopted.
+struct PwmChipStart
+{
+    unsigned int firstPeriodNs = 0;      ///< what channels without a period get; 0 leaves them so
+    unsigned int accessTimeoutMs = 1000; ///< how long udev may take to grant access to each channel
+};
+
 // The destructor is not virtual: never delete a subclass through a pointer to this class.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
@@ -22,16 +29,17 @@ class CLinuxPWMChipPrivate;
 /// quiet, all channels but 0 released, the period set on channel 0, the others taken again with the new period.
 ///
 /// Starting a chip: kernels before 6.12 accept no duty cycle before a period is set, so the first setPeriod() of a chip
-/// that never had one answers -22. Take every channel with pwm_export() and give it a period with pwm_set_period()
-/// before you construct the object.
+/// that never had one answers -22. The constructor with PwmChipStart gives every channel a first period, and is silent
+/// where the other one prints.
 ///
 /// After a failed setPeriod() the completed steps stay done: duty cycles 0, channels off, perhaps channels released;
 /// the recorded period is the old one. Channels that stay released make the next call answer -2: take them again with
 /// pwm_export() and repeat. Repeat it with the new period: channel 0 may have that already, and a call with the
 /// recorded one does nothing.
 ///
-/// Polarity: the constructor reads "normal" from the kernel as inversed (see pwm_get_polarity()), and setPeriod()
-/// restores what is recorded, so on channels 1 and up it writes "inversed" unless setPolarity() was called before.
+/// Polarity: the constructor without PwmChipStart reads "normal" from the kernel as inversed (see pwm_get_polarity()),
+/// and setPeriod() restores what is recorded, so on channels 1 and up it writes "inversed" unless setPolarity() was
+/// called before.
 ///
 /// Threads: reentrant. Units: nanoseconds.
 /// Errors: results are 0 or a negated error code; setPolarity() and setPeriod() also log the step that failed through
@@ -43,11 +51,19 @@ public:
     /// read, after a line on standard error. `channelCount` is not compared with the chip's own.
     CLinuxPWMChip(unsigned char chip, unsigned char channelCount);
 
+    /// Takes every channel, or adopts it as it runs when it is exported already, reads its state with the polarity as
+    /// it is, and gives it a period if it has none. Prints nothing; the first refusal is logged, ends it, and is
+    /// error().
+    CLinuxPWMChip(unsigned char chip, unsigned char channelCount, const PwmChipStart& start);
+
     /// Leaves every channel exported and running.
     ~CLinuxPWMChip();
 
     CLinuxPWMChip(const CLinuxPWMChip&) = delete;
     CLinuxPWMChip& operator=(const CLinuxPWMChip&) = delete;
+
+    /// Why the channels could not be taken, or 0; always 0 when they were taken without PwmChipStart.
+    int error() const;
 
     /// As given to the constructor.
     unsigned char number() const;

@@ -4,6 +4,7 @@
 #define KIV_KIV_H
 
 #include <kiv/AlarmTimer.h>
+#include <kiv/AnalogInput.h>
 #include <kiv/Base32.h>
 #include <kiv/Callback.h>
 #include <kiv/CrashReport.h>
@@ -13,6 +14,7 @@
 #include <kiv/EventQueue.h>
 #include <kiv/FileEdit.h>
 #include <kiv/FileStorage.h>
+#include <kiv/GpioLine.h>
 #include <kiv/HourMeter.h>
 #include <kiv/IniFile.h>
 #include <kiv/KivDateTime.h>
@@ -22,6 +24,7 @@
 #include <kiv/Mutex.h>
 #include <kiv/PimplOwner.h>
 #include <kiv/PollingTimer.h>
+#include <kiv/PwmOutput.h>
 #include <kiv/ServiceNotify.h>
 #include <kiv/State.h>
 #include <kiv/StateMachine.h>

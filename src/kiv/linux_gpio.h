@@ -4,7 +4,9 @@
 
 #include <kiv/kiv_export.h>
 
-/// Every function opens, accesses and closes one sysfs file; nothing is kept between calls.
+/// Every function opens, accesses and closes one sysfs file; nothing is kept between calls. <kiv/GpioLine.h> takes a
+/// line in one call, with its direction, first level, edge and sense, also one that an earlier run left exported; new
+/// designs and kernels without these files use <kiv/GpioRequest.h>.
 ///
 /// What the kernel does that surprises:
 /// - Line numbers are the kernel's own and move between kernel versions: find a chip by its label, with
@@ -33,6 +35,15 @@ enum ePinValue : int
 {
     PinValueLow = 0,
     PinValueHigh = 1
+};
+
+/// Which changes of an input count.
+enum eGpioEdge : int
+{
+    GpioEdgeNone = 0,
+    GpioEdgeRising = 1,
+    GpioEdgeFalling = 2,
+    GpioEdgeBoth = 3
 };
 
 /// How a line's logical value follows from its level.
@@ -70,8 +81,9 @@ KIV_API int gpio_fd_close(int fd);
 
 /// A line with its direction and active level; copies are independent, and the hardware is touched by calls only.
 ///
-/// connect() begins an output low, which is logically 1 if it is active low. Where that matters, use gpio_export() and
-/// gpio_set_output() of <kiv/sysfs_tools.h> in its place; the object needs no connect() to be read and written.
+/// connect() begins an output low, which is logically 1 if it is active low, and refuses a line that is exported, as
+/// after a restart. CGpioLine of <kiv/GpioLine.h> does neither; the object here needs no connect() to be read and
+/// written.
 class KIV_API CLinuxIoPin
 {
 public:

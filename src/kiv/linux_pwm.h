@@ -5,8 +5,9 @@
 
 #include <kiv/kiv_export.h>
 
-/// Every function opens, accesses and closes one sysfs file. `chip` is the N of pwmchipN, `channel` counts from 0.
-/// Times are nanoseconds; from 2^31 on they are written as a negative number, which the kernel refuses.
+/// Every function opens, accesses and closes one sysfs file. <kiv/PwmOutput.h> takes a channel in one call, also one
+/// that an earlier run left exported, and reads the polarity as it is. `chip` is the N of pwmchipN, `channel` counts
+/// from 0. Times are nanoseconds; from 2^31 on they are written as a negative number, which the kernel refuses.
 ///
 /// What the kernel does that surprises:
 /// - Before Linux 6.12 the N of pwmchipN is the number of the chip's first channel in the whole system, from 6.12 on
@@ -56,5 +57,25 @@ KIV_API int pwm_get_polarity(unsigned char chip, unsigned char channel, ePWMPola
 
 /// The number of channels that the chip has, in 8 bits.
 KIV_API int pwm_get_channel_count(unsigned char chip, unsigned char& count);
+
+/// All of it is found beside the gpio_* functions, too.
+namespace Kiv
+{
+using ::ePWMPolarity;
+using ::PWMPolarityInversed;
+using ::PWMPolarityNormal;
+
+using ::pwm_export;
+using ::pwm_get_channel_count;
+using ::pwm_get_duty_cycle;
+using ::pwm_get_enabled;
+using ::pwm_get_period;
+using ::pwm_get_polarity;
+using ::pwm_set_duty_cycle;
+using ::pwm_set_enabled;
+using ::pwm_set_period;
+using ::pwm_set_polarity;
+using ::pwm_unexport;
+} // namespace Kiv
 
 #endif

@@ -8,8 +8,12 @@ namespace Kiv
 // Codes of <kiv/err_codes.h>, negated as results are.
 constexpr int noSuchEntity = -2;
 constexpr int inputOutputError = -5;
+constexpr int badDescriptor = -9;
+constexpr int resourceBusy = -16;
 constexpr int noSuchDevice = -19;
 constexpr int invalidArgument = -22;
+constexpr int illegalText = -31;
+constexpr int outOfRange = -34;
 constexpr int operationCanceled = -36;
 
 } // namespace Kiv

@@ -1,11 +1,14 @@
 #include <kiv/LinuxPWMChip.h>
 
+#include <string>
 #include <vector>
 
 #include <kiv/ErrorToString.h>
 #include <kiv/diag.h>
 
 #include "kiv/env/unix/diag/logging.h"
+#include "kiv/env/unix/helper/PwmWaves.h"
+#include "kiv/env/unix/helper/SysfsTake.h"
 #include "kiv/errors/ResultCodes.h"
 
 namespace Kiv
@@ -64,6 +67,31 @@ public:
         pwm_get_duty_cycle(number, channel, dutyCycles[channel]);
     }
 
+    /// As takeChannel(), but in silence, with the polarity as it is, and with a period.
+    int adoptChannel(unsigned char channel, const PwmChipStart& start)
+    {
+        std::string folder;
+        bool isAdopted = false;
+        PwmWave wave;
+        int result = takePwmChannel(number, channel, start.accessTimeoutMs, folder, isAdopted);
+        if (result != 0)
+            return result;
+        result = readPwmWave(folder, wave);
+        if (result == 0 && wave.periodNs == 0 && start.firstPeriodNs != 0)
+        {
+            result = writeAttribute(folder + "period", std::to_string(start.firstPeriodNs));
+            wave.periodNs = start.firstPeriodNs;
+        }
+        if (result != 0)
+            return refused("PWM chip " + std::to_string(number), folder, result, "");
+        on[channel] = wave.isOn;
+        polarities[channel] = wave.polarity;
+        dutyCycles[channel] = wave.dutyCycleNs;
+        if (channel == 0)
+            period = wave.periodNs;
+        return 0;
+    }
+
     int quietAllChannels()
     {
         for (unsigned char channel = 0; channel < channelCount(); ++channel)
@@ -117,6 +145,7 @@ public:
     std::vector<bool> on;
     std::vector<ePWMPolarity> polarities;
     unsigned int period = 0;
+    int error = 0;
 };
 
 CLinuxPWMChip::CLinuxPWMChip(unsigned char chip, unsigned char channelCount)
@@ -127,7 +156,16 @@ CLinuxPWMChip::CLinuxPWMChip(unsigned char chip, unsigned char channelCount)
     pwm_get_period(chip, 0, d->period);
 }
 
+CLinuxPWMChip::CLinuxPWMChip(unsigned char chip, unsigned char channelCount, const PwmChipStart& start)
+    : d(std::make_unique<CLinuxPWMChipPrivate>(this, chip, channelCount))
+{
+    for (unsigned char channel = 0; channel < channelCount && d->error == 0; ++channel)
+        d->error = d->adoptChannel(channel, start);
+}
+
 CLinuxPWMChip::~CLinuxPWMChip() = default;
+
+int CLinuxPWMChip::error() const { return d->error; }
 
 unsigned char CLinuxPWMChip::number() const { return d->number; }
 
