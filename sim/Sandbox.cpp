@@ -19,6 +19,7 @@ namespace
 
 constexpr const char* classPath = "/sys/class";
 constexpr const char* busPath = "/sys/bus";
+constexpr const char* debugPath = "/sys/kernel/debug";
 constexpr const char* devicePath = "/sys/devices/platform";
 
 [[noreturn]] void fail(const std::string& what) { throw CNoSandbox(what + ": " + std::strerror(errno)); }
@@ -139,11 +140,14 @@ void CSandbox::arrange(const std::vector<std::string>& hidden) const
         fail(std::string("cannot mount the board's buses on ") + busPath);
     putBack(classes, classPath, hidden);
     putBack(buses, busPath, {"iio"});
+    // What drivers of the machine hold is not on the board; where there is no such folder, nothing is to be covered.
+    mount("kiv-board", debugPath, "tmpfs", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr);
     putBack(devices, devicePath, hidden);
 }
 
 void CSandbox::dismantle()
 {
+    umount2(debugPath, MNT_DETACH | UMOUNT_NOFOLLOW);
     umount2(busPath, MNT_DETACH | UMOUNT_NOFOLLOW);
     umount2(devicePath, MNT_DETACH | UMOUNT_NOFOLLOW);
     umount2(classPath, MNT_DETACH | UMOUNT_NOFOLLOW);

@@ -42,6 +42,25 @@ TEST(BoardConfig, ExampleFileIsTheDefaultBoard)
                      wr(period, "1"), wr(enable, "1"), wr(polarity, "inversed")});
 }
 
+TEST(BoardConfig, BoardsMayLackWhatOthersHave)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.path() / "board.ini";
+    std::ofstream(path) << "[board]\nwithout=pwm, gpio\n[iio]\nname=converter\nscale=0.5\noffset=-3\n";
+    const Sim::CBoard board(Sim::readBoard(path));
+    for (const char* folder : {"/sys/class/gpio", "/sys/class/pwm"})
+        EXPECT_EQ(board.find(folder), nullptr) << folder;
+    CUser user(Sim::readBoard(path));
+    const std::string device = "../bus/iio/devices/iio:device0/";
+    play(user,
+         {rd(device + "name", "converter\n"), rd(device + "in_voltage_scale", "0.5\n"),
+          rd(device + "in_voltage_offset", "-3\n"), wr("sim/adc/in1", "17"), rd(device + "in_voltage1_raw", "17")});
+    std::ofstream(path) << "[board]\nwithout=adc\n";
+    const Sim::CBoard without(Sim::readBoard(path));
+    EXPECT_EQ(without.find("/sys/bus/iio"), nullptr);
+    EXPECT_NE(without.find("/sys/class/gpio"), nullptr);
+}
+
 TEST(BoardConfig, ErrorsSayFileAndReason)
 {
     const TemporaryDirectory directory;
@@ -62,6 +81,8 @@ TEST(BoardConfig, ErrorsSayFileAndReason)
           Case{"[gpio]\nbase=8\n[gpio2]\nbase=15\n", "line 15 belongs to two chips"},
           Case{"[gpio]\nlines=600\n", "there is no room for 600 lines of sim-gpio below 512; give a base"},
           Case{"[pwm]\n[pwm]\n", "[pwm] stands there twice"},
+          Case{"[board]\nwithout=spi\n", "[board] without=spi: must name some of adc, gpio, pwm"},
+          Case{"[board]\nwithout=pwm\n[pwm]\n", "what the board is without is described all the same"},
           Case{"[pwm]\ndevice=x\n[gpio]\ndevice=x\n", "device x stands there twice"}})
     {
         std::ofstream(path) << wrong.text;

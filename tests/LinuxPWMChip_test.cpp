@@ -264,6 +264,40 @@ TEST_F(LinuxPWMChip, ChipsWithoutAPeriodNeedOneFirst)
     EXPECT_EQ(started.setPeriod(newPeriod), 0);
 }
 
+TEST_F(LinuxPWMChip, ChannelsAreAdoptedInSilenceAsTheyRun)
+{
+    pwm_unexport(0, 2);
+    accesses();
+    CChildProcess child([] {
+        LogRecorder log(Kiv::Diag::diagLogger());
+        const CLinuxPWMChip chip(0, 3, Kiv::PwmChipStart());
+        return chip.error() == 0 && chip.period_ns() == oldPeriod && chip.isOn(1) && chip.dutyCycle_ns(2) == oldDuty &&
+                       log.texts().empty()
+                   ? 0
+                   : 1;
+    });
+    EXPECT_EQ(child.wait(), 0);
+    EXPECT_EQ(child.err(), "");
+    EXPECT_THAT(accesses("write"), ElementsAre("write pwm/pwmchip0/export 2 1"));
+    CLinuxPWMChip chip(0, 3, Kiv::PwmChipStart());
+    EXPECT_EQ(chip.setPeriod(newPeriod), 0);
+    EXPECT_EQ(attribute("pwm/pwmchip0/pwm2/polarity"), "normal\n") << "it is no longer taken for inversed";
+}
+
+TEST_F(LinuxPWMChip, ChannelsWithoutAPeriodGetTheFirstOne)
+{
+    setWorld("sim/reset", "1");
+    Kiv::PwmChipStart start;
+    start.firstPeriodNs = oldPeriod;
+    CLinuxPWMChip chip(0, 3, start);
+    EXPECT_EQ(chip.error(), 0);
+    EXPECT_EQ(chip.period_ns(), oldPeriod);
+    EXPECT_EQ(chip.setDutyCycle(2, oldDuty), 0);
+    LogRecorder log(Kiv::Diag::diagLogger());
+    EXPECT_EQ(CLinuxPWMChip(0, 4, start).error(), -19);
+    EXPECT_EQ(log.texts().size(), 1U);
+}
+
 TEST_F(LinuxPWMChip, ChannelsBecomeInversedUnlessTheirPolarityWasSet)
 {
     CLinuxPWMChip chip(0, 3);

@@ -137,6 +137,36 @@ TEST_F(KivHardware, GpioRefusalsAreOneLineAndTouchNothing)
     EXPECT_FALSE(isExported(505));
 }
 
+TEST_F(KivHardware, ListTellsWhoHoldsLinesAndChannelsAsFarAsDebugfsTells)
+{
+    write("/sys/class/gpio/export", "504");
+    write("/sys/class/pwm/pwmchip0/export", "0");
+    EXPECT_THAT(runTool({"gpio", "list"}).out, testing::StartsWith("9030000.pl061  (504 to 511)\n"
+                                                                   "    0    504  in  0  exported\n"
+                                                                   "    1    505         not exported\n"));
+    if (access("/sys/kernel/debug", W_OK) != 0)
+        GTEST_SKIP() << "there is no place for debugfs here";
+    write("/sys/kernel/debug/gpio", "gpiochip0: GPIOs 504-511, parent: platform/9030000.pl061, 9030000.pl061:\n"
+                                    " gpio-504 (                    |sysfs               ) in  lo \n"
+                                    " gpio-505 (door                |GPIO Key (front)    ) out hi IRQ ACTIVE LOW\n");
+    write("/sys/kernel/debug/pwm",
+          "platform/fe20c000.pwm, 2 PWM devices\n"
+          " pwm-0   (sysfs               ): requested period: 0 ns duty: 0 ns polarity: normal\n"
+          " pwm-1   (backlight           ): requested enabled period: 9 ns duty: 0 ns\n");
+    EXPECT_THAT(runTool({"gpio", "list"}).out,
+                testing::StartsWith("9030000.pl061  (504 to 511)\n"
+                                    "    0    504  in  0  exported\n"
+                                    "    1    505  out 1  held by GPIO Key (front)  \"door\"\n"
+                                    "    2    506         free\n"));
+    EXPECT_THAT(
+        runTool({"gpio", "list", "--json"}).out,
+        testing::HasSubstr("{\"offset\":1,\"line\":505,\"name\":\"door\",\"use\":\"held\",\"holder\":\"GPIO Key "
+                           "(front)\",\"direction\":\"out\",\"value\":1}"));
+    EXPECT_THAT(runTool({"pwm", "list"}),
+                Prints("pwmchip0 fe20c000.pwm  0  off  period 0 ns, duty cycle 0 ns (0.0 %), normal\n"
+                       "pwmchip0 fe20c000.pwm  1  not exported, held by backlight\n"));
+}
+
 TEST_F(KivHardware, WatchPrintsTheEdgesOfADrivenInput)
 {
     CWatch watch("506 --json --count 3");

@@ -15,6 +15,7 @@
 
 #include "Command.h"
 #include "GpioLine.h"
+#include "GpioList.h"
 #include "GpioWatch.h"
 #include "Input.h"
 #include "Json.h"
@@ -158,13 +159,25 @@ void addWatch(CLI::App& gpio)
     watch->callback([options] { watchGpio(*options); });
 }
 
+void addList(CLI::App& gpio)
+{
+    const auto options = std::make_shared<GpioOptions>();
+    CLI::App* list = gpio.add_subcommand("list", "Print all chips and lines, and who holds them");
+    addJson(*list, options->json);
+    list->footer("Nothing is touched: direction and level are those of exported lines, and of lines\n"
+                 "that drivers hold where /sys/kernel/debug/gpio may be read, which tells the holder\n"
+                 "too.");
+    list->callback([options] { listGpio(options->json); });
+}
+
 } // namespace
 
 void addGpioCommands(CLI::App& program)
 {
-    CLI::App* gpio = program.add_subcommand("gpio", "Read, set and watch GPIO lines");
+    CLI::App* gpio = program.add_subcommand("gpio", "List, read, set and watch GPIO lines");
     gpio->require_subcommand(1);
     addGet(*gpio);
+    addList(*gpio);
     addSet(*gpio);
     addWatch(*gpio);
 }

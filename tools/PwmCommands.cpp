@@ -1,5 +1,6 @@
 /// kiv pwm: PWM chips and channels through sysfs.
 #include <cstdio>
+#include <fstream>
 #include <limits>
 #include <memory>
 #include <string>
@@ -151,6 +152,59 @@ void show(const PwmOptions& options)
         printLine(text);
 }
 
+// ---- list
+
+/// Who holds a chip's channels, by channel, as /sys/kernel/debug/pwm tells where it may be read:
+/// " pwm-0   (sysfs               ): requested enabled ..." below "0: platform/fe20c000.pwm, 2 PWM devices".
+std::vector<std::string> holdersOf(const std::string& device)
+{
+    std::ifstream file("/sys/kernel/debug/pwm");
+    std::vector<std::string> holders;
+    bool isOurs = false;
+    for (std::string text; std::getline(file, text);)
+    {
+        const std::size_t open = text.find('(');
+        if (text.find(" PWM device") != std::string::npos)
+            isOurs = text.find(device + ",") != std::string::npos;
+        else if (isOurs && open != std::string::npos && text.find("pwm-") < open)
+        {
+            const std::string holder = text.substr(open + 1, text.find(')') - open - 1);
+            const bool isHeld = text.find("): requested") != std::string::npos;
+            holders.push_back(isHeld ? holder.substr(0, holder.find_last_not_of(' ') + 1) : "");
+        }
+    }
+    return holders;
+}
+
+void list(const PwmOptions& options)
+{
+    std::vector<std::string> lines;
+    for (const unsigned number : numberedEntries(pwmFolder, "pwmchip"))
+    {
+        const auto chip = static_cast<unsigned char>(number);
+        const std::string device = deviceOf(chip);
+        const std::vector<std::string> holders = holdersOf(device);
+        for (const PwmChannel& channel : number <= 255 ? channelsOf(chip) : std::vector<PwmChannel>())
+        {
+            const std::string holder = channel.number < holders.size() ? holders[channel.number] : "";
+            const bool isHeld = !channel.isExported && !holder.empty();
+            const std::string use = channel.isExported ? "exported" : isHeld ? "held" : "free";
+            CJsonObject object;
+            object.addNumber("chip", chip).addText("device", device).addNumber("channel", channel.number);
+            object.addText("use", holders.empty() && !channel.isExported ? "not exported" : use);
+            object.addText("holder", holder);
+            const std::string place = "pwmchip" + std::to_string(chip) + ' ' + device + toText(channel);
+            lines.push_back(options.json ? object.text() : place + (isHeld ? ", held by " + holder : ""));
+        }
+    }
+    if (options.json)
+        return printLine(jsonLines(lines));
+    if (lines.empty())
+        throw CToolError(ExitNo, "this machine shows no PWM chip");
+    for (const std::string& line : lines)
+        printLine(line);
+}
+
 // ---- set
 
 PwmWish parseWish(const PwmOptions& options)
@@ -243,12 +297,16 @@ void addSet(CLI::App& pwm, const Options& options)
 void addPwmCommands(CLI::App& program)
 {
     const auto options = std::make_shared<PwmOptions>();
-    CLI::App* pwm = program.add_subcommand("pwm", "Show and set PWM channels");
+    CLI::App* pwm = program.add_subcommand("pwm", "List, show and set PWM channels");
     pwm->require_subcommand(1);
     CLI::App* command = pwm->add_subcommand("show", "Print the state of all channels");
     command->add_option("CHIP", options->chip, chipHelp)->check(notEmpty());
     addJson(*command, options->json);
     command->callback([options] { show(*options); });
+    CLI::App* all = pwm->add_subcommand("list", "Print the channels of all chips, and who holds them");
+    addJson(*all, options->json);
+    all->footer("Nothing is touched. Who holds a channel is told where /sys/kernel/debug/pwm may be\nread.");
+    all->callback([options] { list(*options); });
     addSet(*pwm, options);
 }
 

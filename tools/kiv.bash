@@ -6,8 +6,8 @@ _kiv_words()
     case $1 in
         '') echo error errors ini gpio pwm adc hours crc base32 paths --help --help-all --version ;;
         ini) echo get set list check --help ;;
-        gpio) echo get set watch --help ;;
-        pwm) echo show set --help ;;
+        gpio) echo get list set watch --help ;;
+        pwm) echo list show set --help ;;
         adc) echo read --help ;;
         hours) echo show reset --help ;;
         error) echo --json --help ;;
@@ -16,6 +16,7 @@ _kiv_words()
         'ini set') echo --create --help ;;
         'ini check') echo --strict --json --help ;;
         'gpio get') echo --json --help ;;
+        'gpio list' | 'pwm list') echo --json --help ;;
         'gpio set') echo --release --help ;;
         'gpio watch') echo --edge --count --timeout --json --help ;;
         'pwm show') echo --json --help ;;

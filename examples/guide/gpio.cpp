@@ -1,31 +1,31 @@
-// A lamp on an output line that never glitches, and a button that is waited for.
+// A lamp that an output drives, and a button whose edge is waited for.
 
 // [gpio]
 #include <cstdio>
 
 #include <kiv/ErrorToString.h>
-#include <kiv/linux_gpio.h>
+#include <kiv/GpioLine.h>
 #include <kiv/sysfs_tools.h>
 
 int main()
 {
-    const int base = Kiv::gpio_chip_base("9030000.pl061"); // chip numbers move between kernels, labels do not
-    if (base < 0)
+    const char* chip = "9030000.pl061"; // line numbers move between kernels, labels of chips do not
+    Kiv::GpioLineSettings shining;
+    shining.direction = Kiv::PinDirectionOutput;
+    shining.first = Kiv::GpioFirstHigh; // from its first moment on
+    Kiv::CGpioLine lamp;
+    if (const int error = lamp.takeOn(chip, 1, shining)) // also when an earlier run left it exported
     {
-        std::printf("no chip: %s\n", ErrorToString(static_cast<ErrCode>(base)));
+        std::printf("no lamp: %s\n", ErrorToString(static_cast<ErrCode>(error)));
         return 1;
     }
-    const unsigned lamp = static_cast<unsigned>(base) + 1;
-    Kiv::gpio_export(lamp);
-    Kiv::gpio_wait_access(lamp, 1000);             // udev may need a moment
-    Kiv::gpio_set_output(lamp, Kiv::PinValueHigh); // an output that is high from its first moment on
-    std::printf("lamp %d\n", Kiv::CLinuxIoPin(lamp, Kiv::PinDirectionOutput, Kiv::PinModeActiveHigh).read());
+    std::printf("lamp %d\n", lamp.read());
 
-    const unsigned button = static_cast<unsigned>(base);
-    Kiv::CLinuxIoPin input(button, Kiv::PinDirectionInput, Kiv::PinModeActiveHigh);
-    input.connect(); // export, and make it an input
-    Kiv::gpio_set_edge(button, "rising");
-    Kiv::CGpioEdge edge(button);
+    Kiv::GpioLineSettings watched;
+    watched.edge = Kiv::GpioEdgeRising;
+    Kiv::CGpioLine button;
+    button.takeOn(chip, 0, watched);
+    Kiv::CGpioEdge edge(button.number());
     std::puts("press the button");
     std::fflush(stdout);
     std::puts(edge.wait(10000) == 1 ? "pressed" : "nobody came");

@@ -15,14 +15,11 @@ int main()
         std::printf("no chip: %s\n", ErrorToString(static_cast<ErrCode>(found)));
         return 1;
     }
-    const auto chip = static_cast<unsigned char>(found);
-    for (unsigned char channel = 0; channel < 2; ++channel) // before it has a period, a channel takes nothing else
-    {
-        pwm_export(chip, channel);
-        pwm_set_period(chip, channel, 40000); // 25 kHz
-        pwm_unexport(chip, channel);          // keeps its period
-    }
-    Kiv::CLinuxPWMChip fans(chip, 2); // takes the channels
+    Kiv::PwmChipStart start;
+    start.firstPeriodNs = 40000; // 25 kHz: before it has a period, a channel takes nothing else
+    Kiv::CLinuxPWMChip fans(static_cast<unsigned char>(found), 2, start); // takes the channels, or adopts them
+    if (fans.error() != 0)
+        return 1; // the log says why
     fans.setDutyCycle(0, 10000);
     fans.setOn(0, true);
     std::printf("fan 0: %u of %u ns, %s\n", fans.dutyCycle_ns(0), fans.period_ns(), fans.isOn(0) ? "on" : "off");

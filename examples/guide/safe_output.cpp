@@ -4,29 +4,22 @@
 #include <cstdio>
 
 #include <kiv/ErrorToString.h>
-#include <kiv/sysfs_tools.h>
-
-/// Makes a line an output with this level and no other in between, also when an earlier run left it exported or high.
-int beginOutput(unsigned line, Kiv::ePinValue level)
-{
-    const int exported = Kiv::gpio_export(line); // says on standard error that it is exported already
-    if (exported != 0 && exported != -16)        // -16: so it is, or a driver holds it and the next call finds no files
-        return exported;
-    if (const int error = Kiv::gpio_wait_access(line, 1000)) // udev may need a moment
-        return error;
-    return Kiv::gpio_set_output(line, level);
-}
+#include <kiv/GpioLine.h>
 
 int main()
 {
-    const int base = Kiv::gpio_chip_base("9030000.pl061"); // the label: cat /sys/class/gpio/gpiochip*/label
-    if (base < 0)
-        return std::printf("no such chip: %s\n", ErrorToString(static_cast<ErrCode>(base))), 1;
-    const unsigned brake = static_cast<unsigned>(base) + 1; // active low: high keeps it closed
-    for (int start = 1; start <= 2; ++start)                // the second one finds the line exported
-        if (const int error = beginOutput(brake, Kiv::PinValueHigh))
+    Kiv::GpioLineSettings closed;
+    closed.direction = Kiv::PinDirectionOutput;
+    closed.mode = Kiv::PinModeActiveLow;     // high keeps the brake closed
+    closed.first = Kiv::GpioFirstLow;        // not released, without a moment in between
+    for (int start = 1; start <= 2; ++start) // the second one finds the line exported
+    {
+        Kiv::CGpioLine brake;
+        const int error = brake.takeOn("9030000.pl061", 1, closed); // the label: cat /sys/class/gpio/gpiochip*/label
+        if (error != 0)
             std::printf("start %d: %s\n", start, ErrorToString(static_cast<ErrCode>(error)));
         else
             std::printf("start %d: the brake stays closed\n", start);
+    }
 }
 // [safe_output]

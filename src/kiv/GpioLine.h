@@ -64,7 +64,7 @@ public:
     /// is touched, for settings that contradict themselves: an edge of an output, values that are none.
     int take(unsigned int line, const GpioLineSettings& settings);
     /// The same by the label of its chip and its place there; -19 if there is no such chip, -22 beyond its lines.
-    int take(const char* chipLabel, unsigned int offset, const GpioLineSettings& settings);
+    int takeOn(const char* chipLabel, unsigned int offset, const GpioLineSettings& settings);
     /// Gives the line back, whatever the settings say. Direction and level stay on most chips.
     int release();
     /// Forgets the line, which stays exported as it is.

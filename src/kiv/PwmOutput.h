@@ -63,7 +63,7 @@ public:
     /// nothing touched for one that cannot be.
     int take(unsigned char chip, unsigned char channel, const PwmOutputSettings& settings);
     /// The same by the name of the chip's device, see pwm_chip_number().
-    int take(const char* device, unsigned char channel, const PwmOutputSettings& settings);
+    int takeOn(const char* device, unsigned char channel, const PwmOutputSettings& settings);
     /// Switches the channel off and gives it back, whatever the settings say.
     int release();
     /// Forgets the channel, which stays exported and runs on.

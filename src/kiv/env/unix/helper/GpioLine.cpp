@@ -151,7 +151,7 @@ int CGpioLine::take(unsigned int line, const GpioLineSettings& settings)
     return 0;
 }
 
-int CGpioLine::take(const char* chipLabel, unsigned int offset, const GpioLineSettings& settings)
+int CGpioLine::takeOn(const char* chipLabel, unsigned int offset, const GpioLineSettings& settings)
 {
     const std::string chipName = std::string("GPIO chip ") + (chipLabel != nullptr ? chipLabel : "");
     const int base = gpio_chip_base(chipLabel);

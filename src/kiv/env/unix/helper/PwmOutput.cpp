@@ -157,7 +157,7 @@ int CPwmOutput::take(unsigned char chip, unsigned char channel, const PwmOutputS
     return result;
 }
 
-int CPwmOutput::take(const char* device, unsigned char channel, const PwmOutputSettings& settings)
+int CPwmOutput::takeOn(const char* device, unsigned char channel, const PwmOutputSettings& settings)
 {
     const int chip = pwm_chip_number(device);
     if (chip >= 0 && chip <= UCHAR_MAX)
