@@ -143,6 +143,7 @@ void listGpio(bool json)
 {
     const std::vector<ListedChip> found = chips();
     std::vector<std::string> texts;
+    texts.reserve(found.size());
     for (const ListedChip& chip : found)
         texts.push_back(json ? toJson(chip) : toText(chip));
     if (json)

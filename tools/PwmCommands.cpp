@@ -193,7 +193,8 @@ void list(const PwmOptions& options)
             object.addNumber("chip", chip).addText("device", device).addNumber("channel", channel.number);
             object.addText("use", holders.empty() && !channel.isExported ? "not exported" : use);
             object.addText("holder", holder);
-            const std::string place = "pwmchip" + std::to_string(chip) + ' ' + device + toText(channel);
+            std::string place = "pwmchip" + std::to_string(chip);
+            place.append(" ").append(device).append(toText(channel));
             lines.push_back(options.json ? object.text() : place + (isHeld ? ", held by " + holder : ""));
         }
     }

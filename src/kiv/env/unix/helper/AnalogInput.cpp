@@ -47,7 +47,7 @@ std::string folderOfDevice(const std::string& name)
     const std::unique_ptr<DIR, CloseFolder> entries(opendir(devices.c_str()));
     while (const dirent* entry = entries ? readdir(entries.get()) : nullptr)
     {
-        const std::string folder = devices + entry->d_name + '/';
+        std::string folder = devices + entry->d_name + '/';
         std::string found;
         if (entry->d_name[0] != '.' && readAttribute(folder + "name", found) == 0 && found == name)
             return folder;
