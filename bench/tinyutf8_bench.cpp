@@ -3,6 +3,7 @@
 #include <kiv/tinyutf8.h>
 
 #include <iterator>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,7 @@ struct Kiv8
     static String from(const char* text) { return String(text); }
     static char32_t at(const String& string, std::size_t index) { return string[index]; }
     static void push(String& string, char32_t codePoint) { string.push_back(codePoint); }
+    static void pop(String& string) { string.pop_back(); }
     static void append(String& string, const String& piece) { string.append(piece); }
     static std::size_t findUnit(const String& string, const String& text) { return string.raw_find(text); }
     static std::size_t find(const String& string, const String& text) { return string.find(text); }
@@ -48,6 +50,7 @@ struct Qt16
             string.append(QChar(static_cast<ushort>(codePoint)));
     }
 
+    static void pop(String& string) { string.chop(qAsConst(string).back().isLowSurrogate() ? 2 : 1); }
     static void append(String& string, const String& piece) { string.append(piece); }
 
     static std::size_t findUnit(const String& string, const String& text)
@@ -74,6 +77,18 @@ struct Qt16
     }
 };
 
+/// By unit instead of by code point: right only for texts without surrogates, and the most that QString can do.
+struct Qt16Units : Qt16
+{
+    static char32_t at(const String& string, std::size_t index) { return string.at(static_cast<int>(index)).unicode(); }
+    static std::size_t find(const String& string, const String& text) { return findUnit(string, text); }
+
+    static std::size_t find(const String& string, char32_t codePoint)
+    {
+        return static_cast<std::size_t>(string.indexOf(QChar(static_cast<ushort>(codePoint))));
+    }
+};
+
 struct Icu16
 {
     using String = icu::UnicodeString;
@@ -85,6 +100,7 @@ struct Icu16
     }
 
     static void push(String& string, char32_t codePoint) { string.append(static_cast<UChar32>(codePoint)); }
+    static void pop(String& string) { string.truncate(string.moveIndex32(string.length(), -1)); }
     static void append(String& string, const String& piece) { string.append(piece); }
 
     static std::size_t findUnit(const String& string, const String& text)
@@ -119,6 +135,13 @@ struct Utf8Cpp
     static void push(String& string, char32_t codePoint)
     {
         utf8::unchecked::append(codePoint, std::back_inserter(string));
+    }
+
+    static void pop(String& string)
+    {
+        const char* end = string.data() + string.size();
+        utf8::unchecked::prior(end);
+        string.resize(static_cast<std::size_t>(end - string.data()));
     }
 
     static void append(String& string, const String& piece) { string.append(piece); }
@@ -164,6 +187,16 @@ struct Text
 
 const Text texts[] = {{"24 ASCII", 24, 0}, {"10000 ASCII", 10000, 0}, {"10000 mixed", 10000, 5}};
 
+/// The same object, of which the optimiser cannot know that nobody has changed it.
+template<class T>
+T& hidden(T& object)
+{
+    T* address = &object;
+    benchmark::DoNotOptimize(address);
+    benchmark::ClobberMemory();
+    return *address;
+}
+
 /// Makes a string of zero-terminated bytes, copies it, and destroys both.
 template<class Who>
 void constructAndCopy(benchmark::State& state, const Text& text)
@@ -172,8 +205,7 @@ void constructAndCopy(benchmark::State& state, const Text& text)
     for (auto _ : state)
     {
         auto string = Who::from(text.bytes.c_str());
-        benchmark::DoNotOptimize(string);
-        auto copy = string;
+        auto copy = hidden(string);
         benchmark::DoNotOptimize(copy);
     }
 }
@@ -188,7 +220,7 @@ void index(benchmark::State& state, const Text& text)
         each = nextRandom() % text.codePoints.size();
     std::size_t i = 0;
     for (auto _ : state)
-        benchmark::DoNotOptimize(Who::at(string, indexes[++i % 4096]));
+        benchmark::DoNotOptimize(Who::at(hidden(string), indexes[++i % 4096]));
 }
 
 /// Builds the whole text, code point by code point.
@@ -202,6 +234,21 @@ void appendCodePoints(benchmark::State& state, const Text& text)
         for (const char32_t codePoint : text.codePoints)
             Who::push(string, codePoint);
         benchmark::DoNotOptimize(string);
+    }
+}
+
+/// Appends a code point, one of several bytes where the text has such, and takes it away again.
+template<class Who>
+void pushAndPop(benchmark::State& state, const Text& text)
+{
+    auto string = Who::from(text.bytes.c_str());
+    const CAllocationCounter counter(state);
+    std::size_t i = 0;
+    for (auto _ : state)
+    {
+        Who::push(hidden(string), text.codePoints[i]);
+        Who::pop(hidden(string));
+        i = i + 1 < text.codePoints.size() ? i + 1 : 0;
     }
 }
 
@@ -229,7 +276,7 @@ void findText(benchmark::State& state, const Text& text)
     const auto string = Who::from(text.bytes.c_str());
     const auto word = Who::from("needlz");
     for (auto _ : state)
-        benchmark::DoNotOptimize(Who::find(string, word));
+        benchmark::DoNotOptimize(Who::find(hidden(string), hidden(word)));
 }
 
 template<class Who>
@@ -238,7 +285,7 @@ void findTextInUnits(benchmark::State& state, const Text& text)
     const auto string = Who::from(text.bytes.c_str());
     const auto word = Who::from("needlz");
     for (auto _ : state)
-        benchmark::DoNotOptimize(Who::findUnit(string, word));
+        benchmark::DoNotOptimize(Who::findUnit(hidden(string), hidden(word)));
 }
 
 /// Finds the last code point of the text.
@@ -247,7 +294,13 @@ void findCodePoint(benchmark::State& state, const Text& text)
 {
     const auto string = Who::from(text.bytes.c_str());
     for (auto _ : state)
-        benchmark::DoNotOptimize(Who::find(string, U'z'));
+        benchmark::DoNotOptimize(Who::find(hidden(string), U'z'));
+}
+
+void add(const char* what, void (*run)(benchmark::State&, const Text&), const Text& text, const char* who)
+{
+    benchmark::RegisterBenchmark((what + std::string(", ") + text.name + "/" + who).c_str(),
+                                 [run, &text](benchmark::State& state) { run(state, text); });
 }
 
 template<class Who>
@@ -255,23 +308,49 @@ void registerAll(const char* who)
 {
     for (const Text& text : texts)
     {
-        const auto add = [&](const char* what, void (*run)(benchmark::State&, const Text&)) {
-            benchmark::RegisterBenchmark((what + std::string(", ") + text.name + "/" + who).c_str(),
-                                         [run, &text](benchmark::State& state) { run(state, text); });
-        };
-        add("construct and copy", constructAndCopy<Who>);
-        add("index", index<Who>);
-        add("append code points", appendCodePoints<Who>);
-        add("append pieces", appendPieces<Who>);
-        add("find text", findText<Who>);
-        add("find text in units", findTextInUnits<Who>);
-        add("find code point", findCodePoint<Who>);
+        add("construct and copy", constructAndCopy<Who>, text, who);
+        add("index", index<Who>, text, who);
+        add("append code points", appendCodePoints<Who>, text, who);
+        add("push back and pop back", pushAndPop<Who>, text, who);
+        add("append pieces", appendPieces<Who>, text, who);
+        add("find text", findText<Who>, text, who);
+        add("find text in units", findTextInUnits<Who>, text, who);
+        add("find code point", findCodePoint<Who>, text, who);
     }
 }
+
+/// A text of so many bytes, of which one code point in twenty takes several, made once.
+const Text& longText(std::size_t bytes)
+{
+    static std::map<std::size_t, Text> made;
+    return made.try_emplace(bytes, "", bytes * 100 / 109, 5).first->second;
+}
+
+void growingIndex(benchmark::State& state) { index<Kiv8>(state, longText(static_cast<std::size_t>(state.range(0)))); }
+BENCHMARK(growingIndex)->Name("index at random/kiv")->ArgName("bytes")->Arg(100'000)->Arg(1'000'000)->Arg(10'000'000);
+
+/// Appends to the end of a long text, which keeps growing.
+void growingPush(benchmark::State& state)
+{
+    const Text& text = longText(static_cast<std::size_t>(state.range(0)));
+    utf8_string string(text.bytes);
+    std::size_t i = 0;
+    for (auto _ : state)
+    {
+        string.push_back(text.codePoints[i]);
+        i = i + 1 < text.codePoints.size() ? i + 1 : 0;
+    }
+}
+BENCHMARK(growingPush)->Name("push back/kiv")->ArgName("bytes")->Arg(100'000)->Arg(1'000'000)->Arg(10'000'000);
 
 const bool isRegistered = [] {
     registerAll<Kiv8>("kiv");
     registerAll<Qt16>("QString");
+    for (const Text& text : texts)
+    {
+        add("index", index<Qt16Units>, text, "QString by unit");
+        add("find code point", findCodePoint<Qt16Units>, text, "QString by unit");
+    }
     registerAll<Icu16>("ICU UnicodeString");
     registerAll<Utf8Cpp>("utf8cpp");
     return true;

@@ -1,14 +1,14 @@
 #include <kiv/IniFile.h>
 
-#include <chrono>
+#include <cerrno>
 #include <mutex>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include <kiv/Mutex.h>
+#include <kiv/errno_translation.h>
 
-#include "kiv/files/FileUpdate.h"
 #include "kiv/files/LineReader.h"
 #include "kiv/files/NamedList.h"
 
@@ -24,10 +24,11 @@ namespace
 
 constexpr ErrCode codeNoSuchEntity = 2;
 constexpr ErrCode codeIoError = 5;
-constexpr ErrCode codeBusy = 16;
-constexpr std::chrono::seconds updatePatience(2); ///< while another writer has its turn
+constexpr std::size_t writeBlockSize = 65536;
 
 constexpr ErrCode negated(ErrCode code) { return 0u - code; }
+
+ErrCode writeFailure() { return negated(errno != 0 ? errnoToErrCode(errno) : codeIoError); }
 
 /// Gives a variable a value for as long as this object lives, then what it had before.
 template<class T>
@@ -189,12 +190,11 @@ public:
     explicit CIniFilePrivate(const std::string& filePath) : path(filePath) {}
 
     void parse(std::string& line);
-    std::string text() const;
+    bool writeTo(std::FILE* file) const;
 
     const std::string path;
     std::string pendingComment;    ///< waits for a section or key; after load() what stands at the end of the file
     CLineReader* reader = nullptr; ///< of the load() under way
-    CFileStamp onDisk;             ///< the file as load() found it or updateFile() left it
     CNamedList<CIniFileSection> sections;
 
 private:
@@ -242,14 +242,22 @@ void CIniFilePrivate::parseKey(std::string& line)
     pendingComment.clear();
 }
 
-std::string CIniFilePrivate::text() const
+/// Writes block by block; false as soon as one cannot be written, with the reason in errno.
+bool CIniFilePrivate::writeTo(std::FILE* file) const
 {
-    std::string all;
+    std::string block;
     for (const auto& section : sections.items())
-        section->d->appendTo(all);
-    all += pendingComment;
-    all += '\n';
-    return all;
+    {
+        section->d->appendTo(block);
+        if (block.size() < writeBlockSize)
+            continue;
+        if (!writeText(file, block))
+            return false;
+        block.clear();
+    }
+    block += pendingComment;
+    block += '\n';
+    return writeText(file, block);
 }
 
 CIniFile::CIniFile(const std::string& path) : d(std::make_unique<CIniFilePrivate>(path)) {}
@@ -259,7 +267,6 @@ CIniFile::~CIniFile() = default;
 ErrCode CIniFile::load()
 {
     CLineReader reader(d->path);
-    d->onDisk = reader.stamp();
     if (!reader.isOpen())
         return negated(codeNoSuchEntity);
     d->pendingComment.clear();
@@ -277,16 +284,14 @@ ErrCode CIniFile::load()
 
 ErrCode CIniFile::updateFile()
 {
-    CFileUpdate update(d->path);
-    if (const ErrCode code = update.begin(updatePatience))
-        return code == negated(codeBusy) ? code : negated(codeNoSuchEntity);
-    const ErrCode code = update.replace(d->text());
-    if (code == 0)
-        d->onDisk = update.stamp();
-    return code;
+    FileHandle file(std::fopen(d->path.c_str(), "wte"));
+    if (!file)
+        return negated(codeNoSuchEntity);
+    errno = 0;
+    if (!d->writeTo(file.get()))
+        return writeFailure();
+    return std::fclose(file.release()) == 0 ? 0 : writeFailure();
 }
-
-bool CIniFile::changedOnDisk() const { return d->onDisk != CFileStamp::of(d->path); }
 
 ErrCode CIniFile::readLine(std::string& line)
 {

@@ -56,7 +56,7 @@ struct read_bytes_tag
 /// |---|---|---|
 /// | up to 31 bytes | inside the object, without heap | nothing for single bytes, else a scan |
 /// | single bytes only | on the heap | nothing |
-/// | few multi-byte code points | on the heap, with a table of where they lie | a step for each before the index |
+/// | few multi-byte code points | on the heap, with a table of where they lie | a search by halves in the table |
 /// | more than one of five bytes begins one | on the heap, without the table | a scan |
 ///
 /// length() costs nothing on the heap. A buffer doubles when it is full; only shrink_to_fit(), assigning and swapping
@@ -166,7 +166,10 @@ public:
 
     /// The code point at `index`, unchecked; beyond the end it is 0, and assigning appends.
     reference operator[](size_type index) noexcept { return raw_get(std::min(byteIndexOf(index), size())); }
-    char32_t operator[](size_type index) const noexcept { return raw_get(byteIndexOf(index)); }
+    char32_t operator[](size_type index) const noexcept
+    {
+        return storage.hasSingleBytesOnly() ? storage.byteAt(index) : raw_get(get_num_bytes(0, index));
+    }
 
     /// The code point that begins at `byteIndex`, the raw form of []; beyond the end it is 0.
     reference raw_get(size_type byteIndex) noexcept { return reference(*this, byteIndex); }
@@ -370,6 +373,8 @@ inline utf8_string::size_type utf8_string::raw_next(size_type byteIndex) const n
 inline utf8_string& utf8_string::append(const utf8_string& text)
 {
     using Storage = tiny_utf8_detail::CStorage;
+    if (storage.appendInside(text.storage))
+        return *this;
     const bool isQuick = storage.isHeap() && !text.storage.isHeap() && storage.hasRoomAndTable(Storage::objectSize);
     if (isQuick && !text.storage.isUnicodeInside())
         storage.appendShortAscii(text.storage);

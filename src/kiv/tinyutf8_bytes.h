@@ -39,6 +39,30 @@ void store(char* to, T value) noexcept
     std::memcpy(to, &value, sizeof value);
 }
 
+/// Copies up to 32 bytes, in two pieces that may overlap each other but not what they replace.
+inline void copyShort(char* to, const char* from, std::size_t count) noexcept
+{
+    const auto copyBothEnds = [to, from, count](auto piece) {
+        const auto first = load<decltype(piece)>(from);
+        const auto last = load<decltype(piece)>(from + count - sizeof piece);
+        store(to, first);
+        store(to + count - sizeof piece, last);
+    };
+    struct Sixteen
+    {
+        std::uint64_t half[2];
+    };
+    if (count >= 16)
+        copyBothEnds(Sixteen());
+    else if (count >= 8)
+        copyBothEnds(std::uint64_t());
+    else if (count >= 4)
+        copyBothEnds(std::uint32_t());
+    else
+        for (std::size_t i = 0; i < count; ++i)
+            to[i] = from[i];
+}
+
 /// Number of bytes that a code point takes.
 inline std::size_t encodedLength(char32_t codePoint) noexcept
 {

@@ -13,6 +13,7 @@
 namespace tiny_utf8_detail
 {
 
+class CFirstPositions;
 class CLookupTable;
 struct Tally;
 
@@ -63,6 +64,12 @@ public:
     /// True when every code point is known to take one byte; counts and indexes are the same then.
     bool hasSingleBytesOnly() const noexcept { return isHeap() ? heapSize() == heapLength() : !isUnicodeInside(); }
 
+    /// The byte at this index; 0 beyond the end.
+    unsigned char byteAt(std::size_t index) const noexcept
+    {
+        return static_cast<unsigned char>(index < size() ? data()[index] : '\0');
+    }
+
     /// True on the heap while the table is in use.
     bool isIndexed() const noexcept;
 
@@ -78,6 +85,9 @@ public:
     /// also says that a code point surely ends there.
     bool hasRoomAndTable(std::size_t added) const noexcept;
 
+    /// False when not both texts, and their whole, stand inside an object.
+    bool appendInside(const CStorage& text) noexcept;
+
     /// Appends single-byte code points that stand inside an object; there is room for all its bytes and a table in use.
     void appendShortAscii(const CStorage& text) noexcept;
 
@@ -86,8 +96,9 @@ public:
     /// Where `newSize` bytes go in a storage that is empty and owns no buffer; the caller owes them an index().
     char* make(std::size_t newSize, std::size_t entries);
 
-    /// Sets the length from what the bytes contain, and makes their table when it is worth its memory and fits.
-    void index(const Tally& content) noexcept;
+    /// Sets the length from what the bytes contain, and makes their table when it is worth its memory and fits. With
+    /// the positions at hand the bytes are not scanned again.
+    void index(const Tally& content, const CFirstPositions* positions = nullptr) noexcept;
 
     /// Empties it and keeps the buffer.
     void clear() noexcept;
@@ -237,6 +248,17 @@ inline bool CStorage::hasRoomAndTable(std::size_t added) const noexcept
     const auto header = load<std::size_t>(heapData() + room);
     const std::size_t tableBytes = room <= 0x10000 ? header : 4 * header; // at least: the header is twice the number
     return (header & 1) != 0 && heapSize() + added + tableBytes <= room;
+}
+
+inline bool CStorage::appendInside(const CStorage& text) noexcept
+{
+    const std::size_t end = inlineSize();
+    const std::size_t count = text.inlineSize();
+    if (isHeap() || text.isHeap() || end + count > inlineCapacity)
+        return false;
+    copyShort(object + end, text.object, count);
+    setInlineSize(end + count);
+    return true;
 }
 
 inline void CStorage::appendShortAscii(const CStorage& text) noexcept

@@ -32,6 +32,7 @@ struct CUtf8Layout
     std::uint64_t header = 0;
     std::size_t width = 0;
     std::vector<std::size_t> entries;
+    std::vector<std::size_t> milestones; ///< for every 16th entry, the number of code points before it
 
     explicit CUtf8Layout(const utf8_string& string)
     {
@@ -57,6 +58,12 @@ private:
             std::uint64_t position = 0;
             std::memcpy(&position, data + capacity - i * width, width);
             entries.push_back(position);
+        }
+        for (std::size_t i = 0; i < entries.size() && capacity % 8 == 4; i += 16)
+        {
+            std::uint64_t codePoints = 0;
+            std::memcpy(&codePoints, data + capacity + 8 + i / 16 * width, width);
+            milestones.push_back(codePoints);
         }
     }
 };
@@ -99,13 +106,23 @@ inline std::string faultOf(const utf8_string& string, const std::string& bytes)
     else
         expect("the length in the object", layout.length, length);
     std::vector<std::size_t> multiBytes;
+    std::vector<std::size_t> milestones;
     for (std::size_t i = 0; i < length; ++i)
-        if (beginnings[i + 1] - beginnings[i] > 1)
-            multiBytes.push_back(beginnings[i]);
+    {
+        if (beginnings[i + 1] - beginnings[i] == 1)
+            continue;
+        if (multiBytes.size() % 16 == 0)
+            milestones.push_back(i);
+        multiBytes.push_back(beginnings[i]);
+    }
     if ((layout.header & 1) != 0 && layout.entries != multiBytes)
         fault << "the table has other entries";
     else if (!layout.entries.empty() && layout.entries != multiBytes)
         fault << "the resting table has other entries";
+    else if (!layout.milestones.empty() && layout.milestones != milestones)
+        fault << "the milestones stand elsewhere";
+    else if (layout.milestones.empty() && layout.capacity > 256 && layout.entries.size() > 16)
+        fault << "there are no milestones";
     if (!layout.isInline)
         expect("room", layout.size + 1 + layout.entries.size() * layout.width <= layout.capacity, true);
     return fault.str();

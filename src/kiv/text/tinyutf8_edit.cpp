@@ -28,15 +28,6 @@ void requireIndex(bool isInside, const char* failure)
         throwOutside(failure);
 }
 
-/// The bytes of one code point, filled up with zeros to eight.
-struct Encoded
-{
-    char bytes[sizeof(std::uint64_t)] = {};
-    std::size_t count;
-
-    explicit Encoded(char32_t codePoint) noexcept : count(encode(codePoint, bytes)) {}
-};
-
 /// The part that an edit changes: [begin, oldEnd) of the old text becomes [begin, newEnd) of the new one.
 struct Part
 {
@@ -104,6 +95,7 @@ void spliceHeap(CStorage& storage, std::size_t index, std::size_t removed, const
         positions.copy(first, source->table(), index);
     else
         positions.record(first, part.begin, part.newEnd, newSize);
+    positions.setMilestones(source != nullptr ? first : first + come.multiBytes);
 }
 
 /// Replaces `removed` bytes by `count` others from outside of this storage; `source` is what they all are, if anything.
@@ -140,79 +132,6 @@ void erase(CStorage& storage, std::size_t index, std::size_t removed)
     splice(storage, index, removed, "", 0, nullptr);
 }
 
-/// Appends bytes that end in a whole code point, when that changes nothing but counts and the end of the table; false
-/// when it would. `source` is their table, if they have one.
-bool appendWhole(CStorage& storage, const char* bytes, std::size_t count, const Tally& content,
-                 const CLookupTable* source) noexcept
-{
-    char* const data = storage.heapData();
-    const std::size_t oldSize = storage.heapSize();
-    const std::size_t newSize = oldSize + count;
-    const std::size_t newLength = storage.heapLength() + count - content.extraBytes;
-    CLookupTable positions = storage.table();
-    const std::size_t first = positions.count();
-    const std::size_t entries = first + content.multiBytes;
-    if (positions.isInUse() ? !CLookupTable::isWorthwhile(entries, newSize)
-                            : CLookupTable::isSparse(newSize - newLength, newSize) || !isCertainBoundary(data, oldSize))
-        return false;
-    if (newSize + 1 + positions.bytesFor(entries) > storage.heapCapacity())
-        return false;
-    std::memcpy(data + oldSize, bytes, count);
-    data[newSize] = '\0';
-    storage.setHeapSize(newSize);
-    storage.setHeapLength(newLength);
-    if (content.multiBytes == 0 || !positions.isInUse())
-        return true;
-    if (source != nullptr)
-        positions.copy(first, *source, oldSize);
-    else
-        positions.record(first, oldSize, newSize, newSize);
-    positions.set(entries, true); // last: the source may be this table itself
-    return true;
-}
-
-bool appendWhole(CStorage& storage, const Encoded& codePoint) noexcept
-{
-    return appendWhole(storage, codePoint.bytes, codePoint.count, {codePoint.count > 1, codePoint.count - 1}, nullptr);
-}
-
-/// The same for a text.
-bool appendText(CStorage& storage, const CStorage& text) noexcept
-{
-    if (!text.isHeap())
-        return isCertainBoundary(text.inlineData(), text.inlineSize()) &&
-               appendWhole(storage, text.inlineData(), text.inlineSize(), text.content(), nullptr);
-    const CLookupTable entries = text.table();
-    return entries.isInUse() && appendWhole(storage, text.heapData(), text.heapSize(), text.content(), &entries);
-}
-
-/// Appends at the end of the buffer, or of a new one when that is full; what changes more is an edit like any other.
-void appendOnHeap(CStorage& storage, const CStorage& text)
-{
-    if (storage.isHeap() && appendText(storage, text))
-        return;
-    storage.makeRoom(storage.size() + text.size(), text.isHeap() ? text.table().count() : 0);
-    if (!appendText(storage, text))
-        splice(storage, storage.size(), 0, text);
-}
-
-/// The quick way to append a code point on the heap.
-bool appendMultiByte(CStorage& storage, const Encoded& codePoint) noexcept
-{
-    const std::size_t end = storage.heapSize();
-    CLookupTable positions = storage.table();
-    const std::size_t first = positions.count();
-    if (codePoint.count == 1 || !storage.hasRoomAndTable(2 * sizeof(std::uint64_t)) ||
-        !CLookupTable::isWorthwhile(first + 1, end))
-        return false;
-    std::memcpy(storage.heapData() + end, codePoint.bytes, sizeof codePoint.bytes);
-    positions.record(first, end);
-    positions.set(first + 1, true);
-    storage.setHeapSize(end + codePoint.count);
-    storage.growHeapLength(1);
-    return true;
-}
-
 } // namespace
 
 CCodePointReference& CCodePointReference::operator=(char32_t codePoint)
@@ -220,52 +139,6 @@ CCodePointReference& CCodePointReference::operator=(char32_t codePoint)
     string->raw_replace(place, string->raw_next(place) - place, utf8_string(1, codePoint));
     return *this;
 }
-
-/// The quick way to append what stands inside an object to a string with a table in use and room for the bytes: when
-/// the table has room in any case.
-bool utf8_string::appendShort(const utf8_string& text) noexcept
-{
-    const CStorage& added = text.storage;
-    return storage.table().withEntryType([this, &added](auto entry) {
-        const size_type oldSize = storage.heapSize();
-        const size_type count = added.inlineSize();
-        CLookupTable positions = storage.table();
-        const size_type atMost = positions.count() + count / 2;
-        if (oldSize + CStorage::objectSize + atMost * sizeof entry > storage.heapCapacity() ||
-            !CLookupTable::isWorthwhile(atMost, oldSize))
-            return false;
-        size_type entries = positions.count();
-        size_type codePoints = count;
-        if (!forEachMultiByteOfShort(added.inlineData(), count, [&](size_type index, size_type length) {
-                positions.setPosition<decltype(entry)>(entries++, oldSize + index);
-                codePoints -= length - 1;
-            }))
-            return false;
-        std::memcpy(storage.heapData() + oldSize, added.inlineData(), CStorage::objectSize); // zeros behind it included
-        positions.set(entries, true);
-        storage.setHeapSize(oldSize + count);
-        storage.growHeapLength(codePoints);
-        return true;
-    });
-}
-
-/// Appends inside the object while it has the room.
-void utf8_string::appendAny(const utf8_string& text)
-{
-    if (!storage.isHeap() && size() + text.size() <= CStorage::inlineCapacity)
-        spliceInside(storage, size(), 0, text.data(), text.size());
-    else
-        appendOnHeap(storage, text.storage);
-}
-
-void utf8_string::appendCodePoint(char32_t codePoint)
-{
-    const Encoded encoded(codePoint);
-    if (!storage.isHeap() || (!appendMultiByte(storage, encoded) && !appendWhole(storage, encoded)))
-        splice(storage, size(), 0, encoded);
-}
-
-void utf8_string::pop_back() noexcept { raw_erase(raw_previous(size())); }
 
 utf8_string& utf8_string::insert(size_type index, const utf8_string& text)
 {

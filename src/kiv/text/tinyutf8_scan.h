@@ -144,6 +144,15 @@ std::size_t boundaryFrom(const char* data, std::size_t index, std::size_t size) 
 /// How many bytes behind `index` a sequence that begins before it may take.
 std::size_t reachBeyond(const char* data, std::size_t index) noexcept;
 
+/// The bytes of one code point, filled up with zeros to eight.
+struct Encoded
+{
+    char bytes[sizeof(std::uint64_t)] = {};
+    std::size_t count;
+
+    explicit Encoded(char32_t codePoint) noexcept : count(encode(codePoint, bytes)) {}
+};
+
 } // namespace tiny_utf8_detail
 
 #endif

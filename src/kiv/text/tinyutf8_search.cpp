@@ -87,6 +87,20 @@ std::size_t firstBytes(const utf8_string& text, const char* bytes, std::size_t c
     return hit == nullptr ? notFound : static_cast<std::size_t>(static_cast<const char*>(hit) - data);
 }
 
+/// The first place of a byte in the 32 of an object, of which `size` are text.
+std::size_t firstByteInside(const char* object, std::size_t size, char byte) noexcept
+{
+    constexpr std::uint64_t ones = 0x0101010101010101;
+    for (std::size_t i = 0; i < CStorage::objectSize; i += sizeof ones)
+    {
+        const std::uint64_t differences = load<std::uint64_t>(object + i) ^ ones * static_cast<unsigned char>(byte);
+        const std::uint64_t hits = (differences - ones) & ~differences & highBits; // right up to the lowest
+        if (hits != 0)
+            return i + lowestByteOf(hits) < size ? i + lowestByteOf(hits) : notFound;
+    }
+    return notFound;
+}
+
 /// The last occurrence of bytes that begins at `start` or before it.
 std::size_t lastBytes(const utf8_string& text, const char* bytes, std::size_t count, std::size_t start) noexcept
 {
@@ -148,6 +162,8 @@ utf8_string::size_type utf8_string::raw_find(char32_t codePoint, size_type byteS
     if (codePoint < 0x80)
     {
         const char byte = static_cast<char>(codePoint);
+        if (!storage.isHeap() && byteStart == 0)
+            return firstByteInside(storage.inlineData(), storage.inlineSize(), byte);
         return firstBytes(*this, &byte, 1, byteStart);
     }
     return withBytes(codePoint,

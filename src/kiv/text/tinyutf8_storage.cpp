@@ -16,16 +16,16 @@ static_assert(sizeof(void*) == 8 && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
 namespace
 {
 
-/// Memory for a buffer of this capacity and the table's header.
+/// Memory for a buffer of this capacity, the table's header and milestones.
 char* allocateBuffer(std::size_t capacity)
 {
-    return static_cast<char*>(::operator new(capacity + sizeof(std::uint64_t)));
+    return static_cast<char*>(::operator new(CLookupTable::allocationFor(capacity)));
 }
 
 /// The same; null when there is no memory.
 char* tryToAllocateBuffer(std::size_t capacity) noexcept
 {
-    return static_cast<char*>(::operator new(capacity + sizeof(std::uint64_t), std::nothrow));
+    return static_cast<char*>(::operator new(CLookupTable::allocationFor(capacity), std::nothrow));
 }
 
 void requireSize(std::size_t size)
@@ -34,8 +34,12 @@ void requireSize(std::size_t size)
         throw std::length_error("utf8_string: longer than max_size");
 }
 
-/// Twice the room, in groups of eight.
-std::size_t grownCapacity(const CStorage& storage) noexcept { return (2 * storage.capacity() + 7) & ~std::size_t{7}; }
+/// Twice the room, in groups of eight; with milestones for a text that has begun to need entries.
+std::size_t grownCapacity(const CStorage& storage, std::size_t entries) noexcept
+{
+    const std::size_t doubled = (2 * storage.capacity() + 7) & ~std::size_t{7};
+    return entries == 0 ? doubled : withMilestones(doubled, milestoneDistance + 1);
+}
 
 } // namespace
 
@@ -61,7 +65,7 @@ char* CStorage::make(std::size_t newSize, std::size_t entries)
     return buffer;
 }
 
-void CStorage::index(const Tally& content) noexcept
+void CStorage::index(const Tally& content, const CFirstPositions* positions) noexcept
 {
     if (!isHeap())
         return;
@@ -69,11 +73,13 @@ void CStorage::index(const Tally& content) noexcept
     CLookupTable entries = table();
     setHeapLength(count - content.extraBytes);
     entries.drop();
-    if (!CLookupTable::isWorthwhile(content.multiBytes, count) ||
+    if (!CLookupTable::isWorthwhile(content.multiBytes, count) || !entries.mayHold(content.multiBytes) ||
         count + 1 + entries.bytesFor(content.multiBytes) > heapCapacity())
         return;
     entries.set(content.multiBytes, isCertainBoundary(heapData(), count));
-    if (content.multiBytes != 0)
+    if (positions != nullptr && positions->hasAll(content.multiBytes, count))
+        entries.record(*positions);
+    else if (content.multiBytes != 0)
         entries.record(0, 0, count, count);
 }
 
@@ -113,15 +119,18 @@ void CStorage::makeRoom(std::size_t newSize, std::size_t newEntries)
     if (isHeap() && newSize + 1 + table().bytes() <= heapCapacity())
         return;
     const std::size_t entries = isHeap() ? table().count() : content().multiBytes;
-    const std::size_t newCapacity = CLookupTable::capacityFor(newSize, entries + newEntries, grownCapacity(*this));
+    const std::size_t newCapacity =
+        CLookupTable::capacityFor(newSize, entries + newEntries, grownCapacity(*this, entries));
     moveTo(allocateBuffer(newCapacity), newCapacity);
 }
 
 bool CStorage::makeTableRoom(std::size_t entries) noexcept
 {
-    if (heapSize() + 1 + table().bytesFor(entries) <= heapCapacity())
+    const bool hasRoom = heapSize() + 1 + table().bytesFor(entries) <= heapCapacity();
+    if (hasRoom && table().mayHold(entries))
         return true;
-    const std::size_t newCapacity = CLookupTable::capacityFor(heapSize(), entries, grownCapacity(*this));
+    const std::size_t atLeast = hasRoom ? heapCapacity() : grownCapacity(*this, entries);
+    const std::size_t newCapacity = CLookupTable::capacityFor(heapSize(), entries, atLeast);
     char* const buffer = tryToAllocateBuffer(newCapacity);
     if (buffer != nullptr)
         moveTo(buffer, newCapacity);
@@ -150,10 +159,15 @@ void CStorage::restoreTable() noexcept
 
 void CStorage::takeOnHeap(const char* bytes, std::size_t count)
 {
-    const Tally content = tally(bytes, 0, count, count);
+    CFirstPositions positions;
+    Tally content;
+    forEachMultiByte(bytes, 0, count, count, [&positions, &content](std::size_t index, std::size_t length) {
+        positions.keep(content.multiBytes++, index, index - content.extraBytes);
+        content.extraBytes += length - 1;
+    });
     const bool wantsTable = CLookupTable::isWorthwhile(content.multiBytes, count);
     std::memcpy(make(count, wantsTable ? content.multiBytes : 0), bytes, count);
-    index(content);
+    index(content, &positions);
 }
 
 void CStorage::copyHeap(const CStorage& other)

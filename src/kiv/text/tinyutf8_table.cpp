@@ -8,20 +8,31 @@
 namespace tiny_utf8_detail
 {
 
+/// The number of code points before the entry `i`, which has a milestone.
 template<class Entry>
-std::size_t CLookupTable::position(std::size_t i) const noexcept
+std::size_t CLookupTable::milestone(std::size_t i) const noexcept
 {
-    return load<Entry>(header - (i + 1) * sizeof(Entry));
+    return load<Entry>(header + sizeof(std::uint64_t) + i / milestoneDistance * sizeof(Entry));
 }
 
 std::size_t CLookupTable::capacityFor(std::size_t size, std::size_t entries, std::size_t atLeast) noexcept
 {
     for (std::size_t width = 1;; width *= 2)
     {
-        const std::size_t capacity = std::max((size + entries * width + 8) & ~std::size_t{7}, atLeast);
+        const std::size_t plain = std::max((size + entries * width + 8) & ~std::size_t{7}, atLeast);
+        const std::size_t capacity = withMilestones(plain, entries);
         if (entryWidth(capacity) <= width)
             return capacity;
     }
+}
+
+std::size_t CLookupTable::allocationFor(std::size_t capacity) noexcept
+{
+    const std::size_t table = capacity + sizeof(std::uint64_t);
+    if (!hasMilestones(capacity))
+        return table;
+    const std::size_t mostEntries = capacity / 5; // more are not worthwhile
+    return table + (mostEntries / milestoneDistance + 1) * entryWidth(capacity);
 }
 
 std::size_t CLookupTable::lowerBound(std::size_t byteIndex) const noexcept
@@ -41,6 +52,8 @@ std::size_t CLookupTable::lowerBound(std::size_t byteIndex) const noexcept
 
 std::size_t CLookupTable::extraBytes(std::size_t first, std::size_t last) const noexcept
 {
+    if (last - first > milestoneDistance && hasMilestones(capacity()))
+        return extraBytesBefore(last) - extraBytesBefore(first);
     return withEntryType([this, first, last](auto entry) {
         std::size_t extra = 0;
         for (std::size_t i = first; i < last; ++i)
@@ -49,19 +62,57 @@ std::size_t CLookupTable::extraBytes(std::size_t first, std::size_t last) const 
     });
 }
 
+/// What stands before the entry `i`, from the last milestone before it on.
+std::size_t CLookupTable::extraBytesBefore(std::size_t i) const noexcept
+{
+    if (i <= milestoneDistance || !hasMilestones(capacity()))
+        return extraBytes(0, i);
+    const std::size_t start = (i - 1) / milestoneDistance * milestoneDistance;
+    return extraBytes(start, i) + withEntryType([this, start](auto entry) {
+               using Entry = decltype(entry);
+               return position<Entry>(start) - milestone<Entry>(start);
+           });
+}
+
+/// The last entry with a milestone, not before `first`, that has fewer than so many code points before it; `first` when
+/// there is none.
+std::size_t CLookupTable::lastMilestoneBefore(std::size_t codePointIndex, std::size_t first) const noexcept
+{
+    return withEntryType([this, codePointIndex, first](auto entry) {
+        std::size_t below = first / milestoneDistance;
+        for (std::size_t left = (count() - 1) / milestoneDistance - below + 1; left > 1;)
+        {
+            const std::size_t half = left / 2;
+            const std::size_t i = (below + half) * milestoneDistance;
+            const bool isBelow = milestone<decltype(entry)>(i) < codePointIndex;
+            below = isBelow ? below + half : below;
+            left = isBelow ? left - half : half;
+        }
+        return std::max(below * milestoneDistance, first);
+    });
+}
+
 std::size_t CLookupTable::walk(std::size_t byteIndex, std::size_t steps) const noexcept
 {
-    const std::size_t first = lowerBound(byteIndex);
-    return withEntryType([this, first, end = byteIndex + steps](auto entry) {
-        std::size_t result = end;
-        for (std::size_t i = first, entries = count(); i < entries; ++i)
+    const std::size_t first = byteIndex == 0 ? 0 : lowerBound(byteIndex);
+    std::size_t start = first;
+    std::size_t result = byteIndex + steps;
+    if (count() - first > milestoneDistance && hasMilestones(capacity()))
+    {
+        const std::size_t before = extraBytesBefore(first);
+        start = lastMilestoneBefore(result - before, first);
+        result += extraBytesBefore(start) - before;
+    }
+    return withEntryType([this, start, end = result](auto entry) {
+        std::size_t behind = end;
+        for (std::size_t i = start, entries = count(); i < entries; ++i)
         {
             const std::size_t multiByte = position<decltype(entry)>(i);
-            if (multiByte >= result)
+            if (multiByte >= behind)
                 break;
-            result += leadingOnes(data[multiByte]) - 1;
+            behind += leadingOnes(data[multiByte]) - 1;
         }
-        return result;
+        return behind;
     });
 }
 
@@ -90,18 +141,43 @@ void CLookupTable::replace(std::size_t first, std::size_t removed, std::size_t a
         moveBy(distance, first + added, newEntries);
 }
 
-void CLookupTable::record(std::size_t i, std::size_t byteIndex) noexcept
-{
-    withEntryType([this, i, byteIndex](auto entry) { setPosition<decltype(entry)>(i, byteIndex); });
-}
-
 void CLookupTable::record(std::size_t first, std::size_t begin, std::size_t end, std::size_t size) noexcept
 {
     withEntryType([=](auto entry) {
         std::size_t next = first;
-        forEachMultiByte(data, begin, end, size, [this, &next](std::size_t index, std::size_t) {
-            setPosition<decltype(entry)>(next++, index);
+        std::size_t extra = extraBytesBefore(first);
+        forEachMultiByte(data, begin, end, size, [this, &next, &extra](std::size_t index, std::size_t length) {
+            record<decltype(entry)>(next++, index, index - extra);
+            extra += length - 1;
         });
+    });
+}
+
+void CLookupTable::record(const CFirstPositions& kept) noexcept
+{
+    withEntryType([this, &kept](auto entry) {
+        using Entry = decltype(entry);
+        for (std::size_t i = 0, entries = count(); i < entries; ++i)
+            setPosition<Entry>(i, kept.positions[i]);
+        if (hasMilestones(capacity()))
+            for (std::size_t i = 0, entries = count(); i < entries; i += milestoneDistance)
+                setMilestone<Entry>(i, kept.milestones[i / milestoneDistance]);
+    });
+}
+
+void CLookupTable::setMilestones(std::size_t first, std::size_t extra) noexcept
+{
+    if (!hasMilestones(capacity()))
+        return;
+    withEntryType([this, first, extra](auto entry) mutable {
+        using Entry = decltype(entry);
+        for (std::size_t i = first, entries = count(); i < entries; ++i)
+        {
+            const std::size_t byteIndex = position<Entry>(i);
+            if (i % milestoneDistance == 0)
+                setMilestone<Entry>(i, byteIndex - extra);
+            extra += leadingOnes(data[byteIndex]) - 1;
+        }
     });
 }
 
@@ -109,6 +185,11 @@ void CLookupTable::copyAll(const CLookupTable& other) noexcept
 {
     store(header, load<std::uint64_t>(other.header));
     copy(0, other, 0);
+    if (!hasMilestones(capacity()) || !hasMilestones(other.capacity()) ||
+        entryShift(capacity()) != entryShift(other.capacity()))
+        return setMilestones(0, 0);
+    const std::size_t milestones = (count() + milestoneDistance - 1) / milestoneDistance;
+    std::memcpy(header + sizeof(std::uint64_t), other.header + sizeof(std::uint64_t), bytesFor(milestones));
 }
 
 void CLookupTable::copy(std::size_t first, const CLookupTable& other, std::size_t distance) noexcept
@@ -116,8 +197,10 @@ void CLookupTable::copy(std::size_t first, const CLookupTable& other, std::size_
     const std::size_t added = other.count();
     if (entryShift(capacity()) != entryShift(other.capacity()))
         return other.withEntryType([this, first, &other, distance, added](auto entry) {
-            for (std::size_t i = 0; i < added; ++i)
-                record(first + i, other.position<decltype(entry)>(i) + distance);
+            withEntryType([=, &other](auto own) {
+                for (std::size_t i = 0; i < added; ++i)
+                    setPosition<decltype(own)>(first + i, other.position<decltype(entry)>(i) + distance);
+            });
         });
     std::memcpy(header - bytesFor(first + added), other.header - bytesFor(added), bytesFor(added));
     if (distance != 0)
