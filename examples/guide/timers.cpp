@@ -3,10 +3,10 @@
 // [timers]
 #include <chrono>
 #include <cstdio>
-#include <thread>
 
 #include <kiv/AlarmTimer.h>
-#include <kiv/PollingTimer.h>
+#include <kiv/Deadline.h>
+#include <kiv/Thread.h>
 
 class CBeat : public Kiv::IAlarmHandler
 {
@@ -29,9 +29,9 @@ int main()
     timer.setName("pulse");
     timer.start();
 
-    Kiv::CPollingTimer deadline(10000);
+    const auto deadline = Kiv::CDeadline::in(std::chrono::seconds(10));
     while (timer.isStarted() && !deadline.isExpired())
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        Kiv::CThread::sleep(5);
     std::puts(deadline.isExpired() ? "late" : "in time");
 }
 // [timers]

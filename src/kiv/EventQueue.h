@@ -4,10 +4,12 @@
 
 #include <array>
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <mutex>
 #include <utility>
+
+#include <kiv/Deadline.h>
+#include <kiv/TimedCondition.h>
 
 namespace Kiv
 {
@@ -22,7 +24,7 @@ namespace Kiv
 /// Threads: safe. A value that is taken was written completely, and with it everything that its poster did before.
 /// Nobody may be in a call when the queue is destroyed.
 /// Errors: what T's move assignment throws passes through; the queue is then as before.
-/// Units: milliseconds. Times follow the monotonic clock; 0 does not wait, and there is no endless wait.
+/// Units: milliseconds, on the monotonic clock; 0 does not wait. A CDeadline may lie on either clock, or be never.
 template<class T, std::size_t Size>
 class CEventQueue
 {
@@ -31,30 +33,36 @@ class CEventQueue
 public:
     /// Appends an item; waits up to `timeoutMs` for room. False if there was none, or the queue is closed: the item is
     /// lost, and whoever posts decides what that means.
-    bool post(T item, unsigned timeoutMs = 0)
+    bool post(T item, unsigned timeoutMs = 0) { return post(std::move(item), limitOf(timeoutMs)); }
+
+    /// Waits for room until the deadline in the same way.
+    bool post(T item, const CDeadline& deadline)
     {
         std::unique_lock<std::mutex> lock(mutex);
-        if (!waitUntil(lock, hasRoom, timeoutMs, [this] { return count < Size || closed; }) || closed)
+        if (!hasRoom.wait(lock, deadline, [this] { return count < Size || closed; }) || closed)
             return false;
         items[(first + count) % Size] = std::move(item);
         ++count;
         lock.unlock();
-        hasItems.notify_one();
+        hasItems.wakeOne();
         return true;
     }
 
     /// Takes the oldest item; waits up to `timeoutMs` for one. False if there was none: after close() at once.
-    bool take(T& item, unsigned timeoutMs)
+    bool take(T& item, unsigned timeoutMs) { return take(item, limitOf(timeoutMs)); }
+
+    /// Waits for one until the deadline in the same way.
+    bool take(T& item, const CDeadline& deadline)
     {
         std::unique_lock<std::mutex> lock(mutex);
-        waitUntil(lock, hasItems, timeoutMs, [this] { return count > 0 || closed; });
+        hasItems.wait(lock, deadline, [this] { return count > 0 || closed; });
         if (count == 0)
             return false;
         item = std::move(items[first]);
         first = (first + 1) % Size;
         --count;
         lock.unlock();
-        hasRoom.notify_one();
+        hasRoom.wakeOne();
         return true;
     }
 
@@ -66,8 +74,8 @@ public:
             const std::lock_guard<std::mutex> lock(mutex);
             closed = true;
         }
-        hasItems.notify_all();
-        hasRoom.notify_all();
+        hasItems.wakeAll();
+        hasRoom.wakeAll();
     }
 
     /// True after close().
@@ -85,16 +93,16 @@ public:
     }
 
 private:
-    template<class Predicate>
-    static bool waitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& condition, unsigned timeoutMs,
-                          Predicate isSo)
+    /// Without a look at the clock where nobody wants to wait.
+    static CDeadline limitOf(unsigned timeoutMs)
     {
-        return isSo() || (timeoutMs > 0 && condition.wait_for(lock, std::chrono::milliseconds(timeoutMs), isSo));
+        using std::chrono::nanoseconds;
+        return timeoutMs > 0 ? CDeadline::in(std::chrono::milliseconds(timeoutMs)) : CDeadline::at(nanoseconds::zero());
     }
 
     mutable std::mutex mutex; // guards everything
-    std::condition_variable hasItems;
-    std::condition_variable hasRoom;
+    CTimedCondition hasItems;
+    CTimedCondition hasRoom;
     std::array<T, Size> items{};
     std::size_t first = 0;
     std::size_t count = 0;

@@ -6,6 +6,7 @@
 #include <kiv/FileStorage.h>
 
 #include "kiv/files/HourMeterPrivate.h"
+#include "kiv/time/TimeSource.h"
 
 namespace Kiv
 {
@@ -16,21 +17,21 @@ namespace
 constexpr int saveAlways = -1;
 constexpr ErrCode inputOutputError = 0U - 5U;
 
+std::chrono::system_clock::time_point wallClock() { return std::chrono::system_clock::time_point(Time::wallTime()); }
+
 } // namespace
 
 CHourMeterPrivate::CHourMeterPrivate(CHourMeter* ownerMeter, int saveIntervalSeconds)
-    : owner(ownerMeter), saveInterval(saveIntervalSeconds)
+    : owner(ownerMeter), saveInterval(saveIntervalSeconds), lastUpdate(wallClock()), lastSave(lastUpdate)
 {}
 
 void CHourMeterPrivate::update()
 {
-    using std::chrono::system_clock;
-    const std::int64_t elapsed =
-        std::chrono::duration_cast<std::chrono::seconds>(system_clock::now() - lastUpdate).count();
+    const std::int64_t elapsed = std::chrono::duration_cast<std::chrono::seconds>(wallClock() - lastUpdate).count();
     if (elapsed <= 0) // the rest of a second is kept by the time of the last update
         return;
     reading = static_cast<std::uint32_t>(reading + elapsed);
-    lastUpdate = system_clock::now();
+    lastUpdate = wallClock();
     if (saveInterval == saveAlways || elapsed >= saveInterval)
         save();
 }

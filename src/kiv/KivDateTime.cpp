@@ -7,6 +7,7 @@
 #include <limits>
 #include <ostream>
 
+#include "kiv/time/TimeSource.h"
 #include "kiv/time/localtime.h"
 
 namespace Kiv
@@ -96,7 +97,7 @@ CDateTime::CDateTime(int year, int month, int day, int hour, int minute, int sec
     seconds = std::mktime(&parts);
 }
 
-CDateTime CDateTime::currentDateTime() { return {std::time(nullptr)}; }
+CDateTime CDateTime::currentDateTime() { return {Time::wallSeconds()}; }
 
 int CDateTime::compare(const CDateTime& o) const
 {
@@ -163,7 +164,7 @@ std::string CDateTime::toString() const
 
 std::tm CDateTime::ts_localtime(std::time_t t) { return localTime(t); }
 
-std::tm CDateTime::ts_current_localtime() { return ts_localtime(std::time(nullptr)); }
+std::tm CDateTime::ts_current_localtime() { return ts_localtime(Time::wallSeconds()); }
 
 bool operator==(const CDateTime& a, const CDateTime& b) { return a.compare(b) == 0; }
 bool operator!=(const CDateTime& a, const CDateTime& b) { return a.compare(b) != 0; }

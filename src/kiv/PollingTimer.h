@@ -9,7 +9,8 @@
 namespace Kiv
 {
 
-/// A passive deadline that its owner asks from time to time: no thread, no callback.
+/// A passive deadline that its owner asks from time to time: no thread, no callback. Its clock has 32 bits, and a
+/// deadline beyond their end never expires: CDeadline has 64 and is the one for new programs.
 ///
 /// All polling timers of a process read one monotonic clock that starts at its first reading. For calls at fixed times
 /// use CAlarmTimer.

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <ctime>
 
 #include <unistd.h>
 
@@ -12,6 +11,7 @@
 
 #include "kiv/machine/TraceRing.h"
 #include "kiv/machine/TraceText.h"
+#include "kiv/time/TimeSource.h"
 
 namespace Kiv
 {
@@ -19,12 +19,7 @@ namespace Kiv
 namespace
 {
 
-std::int64_t monotonicTime()
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return std::int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
-}
+std::int64_t monotonicTime() { return Time::now(ClockMonotonic).count(); }
 
 /// The calling thread's number in the kernel, which costs a system call only once.
 int threadNumber()

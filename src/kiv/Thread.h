@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 
+#include <kiv/Deadline.h>
 #include <kiv/kiv_export.h>
 
 namespace Kiv
@@ -65,15 +66,22 @@ public:
     /// out and when called by the thread itself.
     bool waitForCompletion(unsigned int ms);
 
+    /// Waits until the deadline in the same way.
+    bool waitForCompletion(const CDeadline& deadline);
+
     /// True from start() until requestStop() or until the body has returned.
     bool isActive() const;
 
     /// The kernel's thread id of the last run; 0 before the first.
     std::uint64_t getId() const;
 
-    /// The calling thread sleeps for `ms` milliseconds; from 2^31 on it sleeps practically for ever, since the number
-    /// is taken as a signed one.
+    /// The calling thread sleeps for `ms` milliseconds; sleepUntil() is for what has to keep to a schedule. From 2^31
+    /// on it sleeps practically for ever, since the number is taken as a signed one.
     static void sleep(unsigned int ms);
+
+    /// The calling thread sleeps until the deadline, on its clock: the next period begins where the last one ended, see
+    /// CDeadline.
+    static void sleepUntil(const CDeadline& deadline);
 
     /// The kernel's id of the calling thread (gettid(2)).
     static std::uint64_t currentThreadId();

@@ -8,6 +8,7 @@
 #include <kiv/Base32.h>
 #include <kiv/Callback.h>
 #include <kiv/CrashReport.h>
+#include <kiv/Deadline.h>
 #include <kiv/EnumHelpers.h>
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
@@ -31,6 +32,7 @@
 #include <kiv/StateMachineTrace.h>
 #include <kiv/StateMachineValidation.h>
 #include <kiv/Thread.h>
+#include <kiv/TimedCondition.h>
 #include <kiv/TinySimpleFSM.h>
 #include <kiv/Transition.h>
 #include <kiv/basetypes.h>

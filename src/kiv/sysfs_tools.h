@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include <kiv/Deadline.h>
 #include <kiv/kiv_export.h>
 #include <kiv/linux_gpio.h>
 
@@ -53,6 +54,9 @@ public:
     /// canceled") when interrupted, -19 if the line was unexported before the call, another negated code for a
     /// failure. Of an interruption and an edge at once the interruption comes first, and the edge with the next call.
     int wait(int timeoutMs);
+
+    /// Waits until the deadline in the same way.
+    int wait(const CDeadline& deadline);
 
     /// Ends the wait in progress, or else the next one.
     void interrupt();

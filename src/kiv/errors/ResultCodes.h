@@ -6,6 +6,7 @@ namespace Kiv
 {
 
 // Codes of <kiv/err_codes.h>, negated as results are.
+constexpr int operationNotPermitted = -1;
 constexpr int noSuchEntity = -2;
 constexpr int inputOutputError = -5;
 constexpr int badDescriptor = -9;
@@ -15,6 +16,7 @@ constexpr int invalidArgument = -22;
 constexpr int illegalText = -31;
 constexpr int outOfRange = -34;
 constexpr int operationCanceled = -36;
+constexpr int operationTimedOut = -208;
 
 } // namespace Kiv
 

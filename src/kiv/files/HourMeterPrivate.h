@@ -29,8 +29,8 @@ public:
     std::shared_ptr<CFileStorage> storage;
     std::int32_t offset = 0;
     std::int32_t saveInterval;
-    std::chrono::system_clock::time_point lastUpdate = std::chrono::system_clock::now();
-    std::chrono::system_clock::time_point lastSave = lastUpdate;
+    std::chrono::system_clock::time_point lastUpdate;
+    std::chrono::system_clock::time_point lastSave;
     std::uint32_t reading = 0;
 };
 

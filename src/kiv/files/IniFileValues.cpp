@@ -7,6 +7,7 @@
 
 #include <kiv/string_utility.h>
 
+#include "kiv/time/TimeSource.h"
 #include "kiv/time/localtime.h"
 
 namespace Kiv
@@ -232,7 +233,7 @@ void CIniFile::writeDate(std::string section, std::string key, std::tm& date)
 
 void CIniFile::writeCurrentDate(std::string section, std::string key)
 {
-    std::tm now = localTime(std::time(nullptr));
+    std::tm now = localTime(Time::wallSeconds());
     writeDate(std::move(section), std::move(key), now);
 }
 
@@ -246,7 +247,7 @@ void CIniFile::writeTime(std::string section, std::string key, std::tm& time)
 
 void CIniFile::writeCurrentTime(std::string section, std::string key)
 {
-    std::tm now = localTime(std::time(nullptr));
+    std::tm now = localTime(Time::wallSeconds());
     writeTime(std::move(section), std::move(key), now);
 }
 

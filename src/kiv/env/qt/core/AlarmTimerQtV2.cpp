@@ -13,18 +13,10 @@
 // said that the timer is stopped, or until stop() has given up.
 #include <kiv/AlarmTimer.h>
 
-#include <atomic>
 #include <mutex>
-#include <optional>
-#include <utility>
 
-#include <sys/prctl.h>
-
+#include "kiv/env/qt/core/AlarmTimerPrivate.h"
 #include "kiv/env/qt/core/AlarmTurns.h"
-#include "kiv/env/qt/core/FinalOverrider.h"
-#include "kiv/env/qt/core/TerminableThread.h"
-#include "kiv/env/unix/diag/StopRecord.h"
-#include "kiv/env/unix/diag/logging.h"
 
 namespace Kiv
 {
@@ -32,8 +24,12 @@ namespace Kiv
 namespace
 {
 
-constexpr const char* thisFile = "../../src/kiv/env/qt/core/AlarmTimerQtV2";
 constexpr int leastEndSlices = 2; // what is left for the end of a run when logging has taken all of the time
+
+/// How many alarms are to come at the start of a count; without end, one is always to come.
+unsigned alarmsOf(unsigned cycleCount) { return cycleCount != 0 ? cycleCount : 1; }
+
+} // namespace
 
 const log4cplus::Logger& timerLogger()
 {
@@ -42,10 +38,8 @@ const log4cplus::Logger& timerLogger()
 }
 
 // The first call allocates and needs log4cplus: it shall not be that of a destructor late in exit().
-[[maybe_unused]] const log4cplus::Logger& loggerFromTheBeginning = timerLogger();
+[[maybe_unused]] static const log4cplus::Logger& loggerFromTheBeginning = timerLogger();
 
-/// What a timer logs is of use only where somebody has asked for it; to a logger without any appender, log4cplus
-/// answers with a complaint on standard error.
 bool isListenedTo(log4cplus::Logger logger)
 {
     while (logger.getAllAppenders().empty())
@@ -57,137 +51,7 @@ bool isListenedTo(log4cplus::Logger logger)
     return true;
 }
 
-constexpr qint64 announcementLimitMsecs = 1000;
-
-/// How many alarms are to come at the start of a count; without end, one is always to come.
-unsigned alarmsOf(unsigned cycleCount) { return cycleCount != 0 ? cycleCount : 1; }
-
-} // namespace
-
-/// An alarm on its way, to the function that receives it.
-struct AlarmCall
-{
-    CAlarmTimer* timer;
-    bool (*function)(CAlarmTimer*);
-};
-
-class CAlarmTimerThread : public CTerminableThread
-{
-public:
-    explicit CAlarmTimerThread(std::shared_ptr<CAlarmTimerPrivate> shared) : timer(std::move(shared)) {}
-
-    /// The run that the caller is the thread of, if any.
-    static CAlarmTimerThread* current() { return runningHere; }
-
-    const std::shared_ptr<CAlarmTimerPrivate> timer;
-    std::atomic<bool> over{false};
-    bool isAnnounced = true; // guarded by the timer's `state`; false while stop() is logging that it stops this run
-    bool skipped = false;    // its own thread's: the last alarm reached no handler because the run was over
-
-protected:
-    void body() override;
-
-private:
-    static bool deliver(const AlarmCall& alarm);
-
-    static thread_local CAlarmTimerThread* runningHere;
-};
-
-thread_local CAlarmTimerThread* CAlarmTimerThread::runningHere = nullptr;
-
-class CAlarmTimerPrivate : public std::enable_shared_from_this<CAlarmTimerPrivate>
-{
-public:
-    CAlarmTimerPrivate(CAlarmTimer* timer, unsigned alarmInterval, unsigned count, IAlarmHandler* alarmHandler);
-
-    /// False if the system refuses a thread.
-    bool start();
-    void stop(const Diag::CSourcePlace& place);
-
-    /// The CAlarmTimer is going; a thread that has not ended keeps what it needs.
-    void abandon();
-
-    /// Waits until the next alarm of `run` is due and counts it; nothing when the run is over.
-    std::optional<AlarmCall> nextAlarm(CAlarmTimerThread& run);
-
-    /// Calls who is to be called, in turn with all other timers.
-    bool dispatch(CAlarmTimer* timer, CAlarmTimerThread* run);
-
-    void endRun(CAlarmTimerThread& run);
-    void nameThread(CAlarmTimerThread& run) const;
-    void setCycleCount(unsigned count);
-    void setName(const std::string& newName);
-    void setCallback(const cb::Callback0<bool>& newCallback);
-    bool isStarted() const;
-    bool isOwnedBy(const CAlarmTimer* timer) const { return owner == timer; }
-    cb::Callback0<bool> callbackCopy() const;
-    std::string nameCopy() const;
-
-    template<class MakeText>
-    static void log(log4cplus::LogLevel level, int line, const char* function, MakeText&& makeText)
-    {
-        const Diag::CLogPass pass;
-        if (pass && timerLogger().isEnabledFor(level) && isListenedTo(timerLogger()))
-            Diag::logAt(timerLogger(), level, {thisFile, line, function}, std::forward<MakeText>(makeText));
-    }
-
-    std::atomic<unsigned> interval;
-    std::atomic<bool> debug{false};
-
-private:
-    static std::atomic<int> instanceCount;
-
-    void countAlarm();
-    bool launchRun();
-    std::shared_ptr<CAlarmTimerThread> endRunInProgress();
-    Diag::CStopRecord stopRecord(const Diag::CSourcePlace& place, const char* event) const;
-    int announceStop(const Diag::CSourcePlace& place) const;
-    static bool waitEnded(CAlarmTimerThread& run, int slices);
-    void letFinish(CAlarmTimerThread& run);
-    bool forget(const std::shared_ptr<CAlarmTimerThread>& run);
-
-    CAlarmTimer* const owner; // exists as long as a run is not over
-    IAlarmHandler* const handler;
-    unsigned cycleCount;
-    unsigned remaining = 0;
-    cb::Callback0<bool> callback;
-    std::shared_ptr<CAlarmTimerThread> thread;
-    CSyncCondition wakeup;
-    QDeadlineTimer deadline{Qt::PreciseTimer};
-    mutable CPlainMutex state;
-    std::string name;
-};
-
 std::atomic<int> CAlarmTimerPrivate::instanceCount{0};
-
-void CAlarmTimerThread::body()
-{
-    const auto log = [this](log4cplus::LogLevel level, int line, const char* before, const char* after = "") {
-        CAlarmTimerPrivate::log(level, line, "run", [&] { return before + timer->nameCopy() + after; });
-    };
-    runningHere = this;
-    prctl(PR_SET_TIMERSLACK, 1UL);
-    timer->nameThread(*this);
-    log(log4cplus::INFO_LOG_LEVEL, __LINE__, "Timer thread started for timer ");
-    while (const auto alarm = timer->nextAlarm(*this))
-    {
-        log(log4cplus::TRACE_LOG_LEVEL, __LINE__, "Alarm for timer ");
-        if (!deliver(*alarm))
-        {
-            if (!skipped)
-                log(log4cplus::INFO_LOG_LEVEL, __LINE__, "Timer function for timer ", " returned STOP_TIMER");
-            break;
-        }
-    }
-    timer->endRun(*this);
-    log(log4cplus::INFO_LOG_LEVEL, __LINE__, "Timer thread finished for timer ");
-}
-
-bool CAlarmTimerThread::deliver(const AlarmCall& alarm)
-{
-    const CTerminationWindow window;
-    return alarm.function(alarm.timer);
-}
 
 CAlarmTimerPrivate::CAlarmTimerPrivate(CAlarmTimer* timer, unsigned alarmInterval, unsigned count,
                                        IAlarmHandler* alarmHandler)
@@ -198,7 +62,7 @@ CAlarmTimerPrivate::CAlarmTimerPrivate(CAlarmTimer* timer, unsigned alarmInterva
 bool CAlarmTimerPrivate::start()
 {
     const std::lock_guard<CPlainMutex> guard(state);
-    deadline.setRemainingTime(interval, Qt::PreciseTimer);
+    deadline = CDeadline::in(std::chrono::milliseconds(interval));
     if (thread && !thread->over)
     {
         wakeup.wakeAll();
@@ -230,7 +94,7 @@ void CAlarmTimerPrivate::stop(const Diag::CSourcePlace& place)
     if (run.get() == CAlarmTimerThread::current() || waitEnded(*run, slicesLeft))
         return;
     if (forget(run) && run->terminateBody())
-        stopRecord({thisFile, __LINE__, place.function}, "Timer thread terminated for timer ").wait();
+        stopRecord({alarmTimerFile, __LINE__, place.function}, "Timer thread terminated for timer ").wait();
 }
 
 std::shared_ptr<CAlarmTimerThread> CAlarmTimerPrivate::endRunInProgress()
@@ -238,7 +102,7 @@ std::shared_ptr<CAlarmTimerThread> CAlarmTimerPrivate::endRunInProgress()
     std::shared_ptr<CAlarmTimerThread> run;
     {
         const std::lock_guard<CPlainMutex> guard(state);
-        if (!thread || !thread->isRunning())
+        if (!thread || !thread->isThere())
             return nullptr;
         run = thread;
         run->isAnnounced = run->over.exchange(true);
@@ -266,7 +130,7 @@ int CAlarmTimerPrivate::announceStop(const Diag::CSourcePlace& place) const
 bool CAlarmTimerPrivate::waitEnded(CAlarmTimerThread& run, int slices)
 {
     while (slices-- > 0)
-        if (run.waitEnded(Diag::CErrand::sliceMsecs))
+        if (run.waitEnded(CDeadline::in(std::chrono::milliseconds(Diag::CErrand::sliceMsecs))))
             return true;
     return false;
 }
@@ -294,56 +158,6 @@ void CAlarmTimerPrivate::abandon()
     last.swap(thread);
 }
 
-std::optional<AlarmCall> CAlarmTimerPrivate::nextAlarm(CAlarmTimerThread& run)
-{
-    const std::lock_guard<CPlainMutex> guard(state);
-    while (!run.over && remaining != 0)
-    {
-        if (deadline.hasExpired())
-        {
-            countAlarm();
-            return AlarmCall{owner, finalOverrider(*owner, &CAlarmTimer::alarm)};
-        }
-        wakeup.wait(state, deadline);
-    }
-    run.over = true;
-    return std::nullopt;
-}
-
-void CAlarmTimerPrivate::countAlarm()
-{
-    const unsigned msecs = interval;
-    if (msecs == 0)
-        deadline.setRemainingTime(0, Qt::PreciseTimer); // a later interval counts from here, not from the start
-    else
-        deadline += msecs;
-    if (cycleCount != 0)
-        --remaining;
-}
-
-void CAlarmTimerPrivate::endRun(CAlarmTimerThread& run)
-{
-    const std::lock_guard<CPlainMutex> guard(state);
-    run.over = true;
-    const QDeadlineTimer limit(announcementLimitMsecs, Qt::PreciseTimer);
-    while (!run.isAnnounced && wakeup.wait(state, limit)) // stop() sees to it, as long as its thread goes on
-    {}
-}
-
-bool CAlarmTimerPrivate::dispatch(CAlarmTimer* timer, CAlarmTimerThread* run)
-{
-    const CAlarmTurn turn(run != nullptr ? &run->over : nullptr);
-    if (run != nullptr && run->over)
-    {
-        run->skipped = true;
-        return false;
-    }
-    if (handler != nullptr)
-        return handler->onAlarm(timer);
-    const cb::Callback0<bool> call = callbackCopy();
-    return call.empty() || call();
-}
-
 void CAlarmTimerPrivate::setCycleCount(unsigned count)
 {
     const std::lock_guard<CPlainMutex> guard(state);
@@ -357,14 +171,6 @@ void CAlarmTimerPrivate::setName(const std::string& newName)
     name = newName;
     if (thread && thread->kernelId() != 0) // a thread that has not begun may be reading its name
         thread->setObjectName(QString::fromStdString(name));
-}
-
-void CAlarmTimerPrivate::nameThread(CAlarmTimerThread& run) const
-{
-    // Not before the start: Qt would convert the name with what it takes down when the process exits meanwhile.
-    const std::lock_guard<CPlainMutex> guard(state);
-    run.setObjectName(QString::fromStdString(name));
-    prctl(PR_SET_NAME, name.c_str());
 }
 
 void CAlarmTimerPrivate::setCallback(const cb::Callback0<bool>& newCallback)
@@ -382,7 +188,7 @@ cb::Callback0<bool> CAlarmTimerPrivate::callbackCopy() const
 bool CAlarmTimerPrivate::isStarted() const
 {
     const std::lock_guard<CPlainMutex> guard(state);
-    return thread && thread->isRunning();
+    return thread && thread->isThere();
 }
 
 std::string CAlarmTimerPrivate::nameCopy() const
@@ -415,7 +221,7 @@ void CAlarmTimer::start()
 
 std::uint32_t CAlarmTimer::stop()
 {
-    d->stop({thisFile, __LINE__, __func__});
+    d->stop({alarmTimerFile, __LINE__, __func__});
     return 0;
 }
 

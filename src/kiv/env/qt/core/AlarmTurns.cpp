@@ -28,7 +28,7 @@ bool CAlarmTurns::take(Place& place, const std::atomic<bool>* cancelled)
             leave(place);
             return false;
         }
-        changed.wait(lock, QDeadlineTimer(QDeadlineTimer::Forever));
+        changed.wait(lock, CDeadline::never());
     }
     return true;
 }

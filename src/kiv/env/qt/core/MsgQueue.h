@@ -116,7 +116,7 @@ private:
         lock.unlock();
         spinUntil([this] { return !isFull(); });
         lock.lock();
-        const QDeadlineTimer deadline(timeoutMs, Qt::PreciseTimer);
+        const CDeadline deadline = CDeadline::in(std::chrono::milliseconds(timeoutMs));
         writersWaiting.fetch_add(1);
         while (isFull() && notFull.wait(mutex, deadline))
         {}
@@ -131,7 +131,7 @@ private:
             return true;
         busy = false;
         const std::lock_guard<CPlainMutex> lock(mutex);
-        const QDeadlineTimer deadline(timeoutMs, Qt::PreciseTimer);
+        const CDeadline deadline = CDeadline::in(std::chrono::milliseconds(timeoutMs));
         readerWaits = true;
         while (isEmpty() && !interrupted && notEmpty.wait(mutex, deadline))
         {}

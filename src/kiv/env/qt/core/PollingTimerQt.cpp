@@ -2,25 +2,16 @@
 
 #include <kiv/PollingTimer.h>
 
-#include <QElapsedTimer>
+#include "kiv/time/TimeSource.h"
 
 namespace Kiv
 {
 
-namespace
-{
-const QElapsedTimer* startAndReturnTimer()
-{
-    static QElapsedTimer timer;
-    timer.start();
-    return &timer;
-}
-} // namespace
-
 unsigned long CPollingTimer::getMilliSec()
 {
-    static const QElapsedTimer* const timer = startAndReturnTimer();
-    return static_cast<std::uint32_t>(timer->elapsed());
+    static const std::chrono::nanoseconds start = Time::now(ClockMonotonic);
+    const auto elapsed = std::chrono::floor<std::chrono::milliseconds>(Time::now(ClockMonotonic) - start);
+    return static_cast<std::uint32_t>(elapsed.count());
 }
 
 } // namespace Kiv

@@ -11,6 +11,7 @@
 #include <QWaitCondition>
 
 #include "kiv/env/unix/helper/TerminationBlocker.h"
+#include "kiv/time/TimeSource.h"
 
 #if defined(__SANITIZE_THREAD__)
 #define KIV_TSAN 1
@@ -103,14 +104,39 @@ class CSyncCondition
 public:
     /// Waits until woken or until the deadline; true when woken (or without cause), false when the time ran out.
     /// No forced termination of the thread takes effect inside, where it would leave the condition's own lock taken.
-    bool wait(CPlainMutex& locked, QDeadlineTimer deadline)
+    bool wait(CPlainMutex& locked, const CDeadline& deadline)
     {
-        CTerminationBlocker blocker;
+        const CTerminationBlocker blocker;
+        if (ITimeSource* const source = Time::source())
+            return waitOn(*source, this, locked, deadline);
+        return waitInRealTime(locked, deadline) || !deadline.isExpired();
+    }
+
+    void wakeOne()
+    {
+        if (ITimeSource* const source = Time::source())
+            source->wake(this, false);
+        condition.wakeOne();
+    }
+
+    void wakeAll()
+    {
+        if (ITimeSource* const source = Time::source())
+            source->wake(this, true);
+        condition.wakeAll();
+    }
+
+private:
+    bool waitInRealTime(CPlainMutex& locked, const CDeadline& deadline)
+    {
+        QDeadlineTimer limit(QDeadlineTimer::Forever);
+        if (!deadline.isNever())
+            limit.setPreciseDeadline(0, Time::realWaitLimit(deadline).count(), Qt::PreciseTimer);
 #ifdef KIV_TSAN
         __tsan_mutex_pre_unlock(&locked, CPlainMutex::tsanFlags);
         __tsan_mutex_post_unlock(&locked, CPlainMutex::tsanFlags);
 #endif
-        const bool woken = condition.wait(&locked.mutex, deadline);
+        const bool woken = condition.wait(&locked.mutex, limit);
 #ifdef KIV_TSAN
         __tsan_mutex_pre_lock(&locked, CPlainMutex::tsanFlags);
         __tsan_mutex_post_lock(&locked, CPlainMutex::tsanFlags, 1);
@@ -118,10 +144,6 @@ public:
         return woken;
     }
 
-    void wakeOne() { condition.wakeOne(); }
-    void wakeAll() { condition.wakeAll(); }
-
-private:
     QWaitCondition condition;
 };
 

@@ -1,5 +1,6 @@
 #include "kiv/env/qt/core/TerminableThread.h"
 
+#include <algorithm>
 #include <mutex>
 #include <new>
 #include <utility>
@@ -14,9 +15,12 @@ namespace Kiv
 namespace
 {
 
-constexpr qint64 beginLimitMsecs = 1000;
+using std::chrono::milliseconds;
+
+constexpr milliseconds beginLimit{1000};
 constexpr int stopSlices = 10;
-constexpr unsigned long stopSliceMsecs = 10;
+constexpr milliseconds stopSlice{10};
+constexpr milliseconds longestWait = std::chrono::hours(1); // QThread::wait() counts milliseconds in 32 bits on some
 
 // Qt takes the first thread that meets it for the main thread, and while that one ends it leaks what it keeps about the
 // others. So it meets the thread that loads the library, which lasts.
@@ -63,34 +67,65 @@ bool CTerminableThread::launch(Priority priority)
     if (state == StateEnded)
         wait(); // Qt is still cleaning up after the last body, and would ignore a start
     state = StateStarting;
+    if ((source = Time::source()) != nullptr)
+        token = source->addThread();
     start(priority);
     if (!isRunning())
     {
         state = StateIdle;
+        if (source != nullptr)
+            source->endThread(token);
         return false;
     }
-    const QDeadlineTimer limit(beginLimitMsecs, Qt::PreciseTimer);
-    while (state == StateStarting && !limit.hasExpired())
-        begun.wait(gate, limit);
+    const CDeadline limit = CDeadline::in(beginLimit);
+    while (state == StateStarting && changed.wait(gate, limit))
+    {}
     return true;
 }
 
-bool CTerminableThread::waitEnded(unsigned long msecs)
+bool CTerminableThread::waitEnded(const CDeadline& deadline)
 {
     if (runsHere())
         return false;
     // Terminated in here, the caller would leave the lock of the thread that it waits for taken for ever.
     const CTerminationBlocker blocker;
-    const bool ended = wait(msecs);
+    ITimeSource* const other = Time::source();
+    const bool ended = other != nullptr ? waitInTimeOf(*other, deadline) : waitInRealTime(deadline);
     if (ended)
         happensAfter(this);
     return ended;
 }
 
+/// In slices where it takes long, or the clock is one that QThread::wait() does not follow.
+bool CTerminableThread::waitInRealTime(const CDeadline& deadline)
+{
+    for (;;)
+    {
+        const auto left = Time::realWaitLimit(deadline) - CDeadline::now();
+        const auto slice = std::clamp(std::chrono::ceil<milliseconds>(left), milliseconds::zero(), longestWait);
+        if (wait(static_cast<unsigned long>(slice.count())))
+            return true;
+        if (deadline.isExpired())
+            return false;
+    }
+}
+
+/// The end of the body has its time; Qt's last steps on the thread have none, and are waited for as they come.
+bool CTerminableThread::waitInTimeOf(ITimeSource& other, const CDeadline& deadline)
+{
+    {
+        const std::lock_guard<CPlainMutex> guard(gate);
+        while (state == StateStarting || state == StateRunning)
+            if (!waitOn(other, &changed, gate, deadline))
+                return false;
+    }
+    return wait();
+}
+
 bool CTerminableThread::waitEndedForStop()
 {
     for (int slice = 0; slice < stopSlices && !runsHere(); ++slice)
-        if (waitEnded(stopSliceMsecs))
+        if (waitEnded(CDeadline::in(stopSlice)))
             return true;
     return false;
 }
@@ -101,6 +136,14 @@ bool CTerminableThread::hasEnded()
     if (ended)
         happensAfter(this);
     return ended;
+}
+
+bool CTerminableThread::isThere()
+{
+    if (Time::source() == nullptr)
+        return isRunning();
+    const std::lock_guard<CPlainMutex> guard(gate);
+    return state == StateStarting || state == StateRunning;
 }
 
 void CTerminableThread::close()
@@ -152,6 +195,8 @@ void CTerminableThread::run()
     // for good: a termination that is still pending must not take effect while Qt cleans up
     setTerminationEnabled(false);
     threadHere = this;
+    if (source != nullptr)
+        source->beginThread(token);
     Diag::prepareLibraryThread();
     prepare();
     const CEndMark mark(*this);
@@ -164,7 +209,7 @@ bool CTerminableThread::begin()
     const std::lock_guard<CPlainMutex> guard(gate);
     id = static_cast<std::uint64_t>(gettid());
     state = StateRunning;
-    begun.wakeAll();
+    changed.wakeAll();
     return !closed;
 }
 
@@ -173,8 +218,12 @@ void CTerminableThread::end()
     {
         const std::lock_guard<CPlainMutex> guard(gate);
         state = StateEnded;
+        if (Time::source() != nullptr)
+            changed.wakeAll();
     }
     happensBefore(this);
+    if (source != nullptr)
+        source->endThread(token);
 }
 
 } // namespace Kiv

@@ -47,8 +47,8 @@ public:
     /// The kernel's id of the thread, from the last beginning on; 0 before.
     std::uint64_t kernelId() const { return id; }
 
-    /// QThread::wait; what the thread did is visible after true. On the thread itself false at once.
-    bool waitEnded(unsigned long msecs);
+    /// Waits for the thread's end; what the thread did is visible after true. On the thread itself false at once.
+    bool waitEnded(const CDeadline& deadline);
 
     /// Waits for the end as long as stop() and destructors do, 100 ms, in slices: a process that was stopped meanwhile
     /// and goes on does not find all of the time gone, and terminates no body that would just have ended.
@@ -56,6 +56,9 @@ public:
 
     /// True when the thread has ended or never ran; what it did is visible then.
     bool hasEnded();
+
+    /// Whether the thread is there; in the time of a source, whether its body is, which does not depend on chance.
+    bool isThere();
 
     /// From now on no body begins.
     void close();
@@ -86,15 +89,19 @@ private:
     void run() final;
     bool begin();
     void end();
+    bool waitInTimeOf(ITimeSource& source, const CDeadline& deadline);
+    bool waitInRealTime(const CDeadline& deadline);
     bool runsHere() const { return threadHere == this; }
 
     static thread_local const CTerminableThread* threadHere;
 
     std::unique_ptr<CTerminableThread> nextParked;
     CPlainMutex gate;
-    CSyncCondition begun;
+    CSyncCondition changed;
     eState state = StateIdle;
     bool closed = false;
+    ITimeSource* source = nullptr; // that the run takes part in, with the token for it
+    void* token = nullptr;
     std::atomic<std::uint64_t> id{0};
 };
 

@@ -106,7 +106,9 @@ void CThread::start()
 
 void CThread::requestStop() { d->active = false; }
 
-bool CThread::waitForCompletion(unsigned int ms) { return d->waitEnded(ms); }
+bool CThread::waitForCompletion(unsigned int ms) { return d->waitEnded(CDeadline::in(std::chrono::milliseconds(ms))); }
+
+bool CThread::waitForCompletion(const CDeadline& deadline) { return d->waitEnded(deadline); }
 
 bool CThread::isActive() const
 {
@@ -117,7 +119,13 @@ bool CThread::isActive() const
 std::uint64_t CThread::getId() const { return d->kernelId(); }
 
 // Widened as a signed number: from 2^31 ms on it never ends, and callers use that.
-void CThread::sleep(unsigned int ms) { QThread::msleep(static_cast<unsigned long>(static_cast<int>(ms))); }
+void CThread::sleep(unsigned int ms)
+{
+    const int signedMs = static_cast<int>(ms);
+    Time::sleepUntil(signedMs < 0 ? CDeadline::never() : CDeadline::in(std::chrono::milliseconds(signedMs)));
+}
+
+void CThread::sleepUntil(const CDeadline& deadline) { Time::sleepUntil(deadline); }
 
 std::uint64_t CThread::currentThreadId() { return static_cast<std::uint64_t>(gettid()); }
 

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <initializer_list>
 #include <string>
-#include <thread>
 
 #include <dirent.h>
 #include <poll.h>
@@ -13,6 +12,7 @@
 
 #include "kiv/env/unix/helper/SysfsFile.h"
 #include "kiv/errors/ResultCodes.h"
+#include "kiv/time/TimeSource.h"
 
 namespace Kiv
 {
@@ -79,12 +79,11 @@ int openAll(const std::string& folder, std::initializer_list<const char*> attrib
 
 int waitWritable(const char* folder, std::initializer_list<const char*> attributes, unsigned int timeoutMs)
 {
-    using Clock = std::chrono::steady_clock;
-    const auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    const CDeadline end = CDeadline::in(std::chrono::milliseconds(timeoutMs));
     int result = openAll(folder, attributes);
-    while (result != 0 && Clock::now() < end)
+    while (result != 0 && !end.isExpired())
     {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        Time::sleepUntil(CDeadline::in(std::chrono::milliseconds(1)));
         result = openAll(folder, attributes);
     }
     return result;
@@ -173,17 +172,15 @@ int CGpioEdge::error() const { return d->error; }
 
 int CGpioEdge::wait(int timeoutMs)
 {
+    return wait(timeoutMs < 0 ? CDeadline::never() : CDeadline::in(std::chrono::milliseconds(timeoutMs)));
+}
+
+int CGpioEdge::wait(const CDeadline& deadline)
+{
     if (d->error != 0)
         return d->error;
     pollfd descriptors[] = {{d->wake.get(), POLLIN, 0}, {d->value.get(), POLLPRI | POLLERR, 0}};
-    using Clock = std::chrono::steady_clock;
-    const auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    int ready = ::poll(descriptors, 2, timeoutMs);
-    while (ready < 0 && errno == EINTR)
-    {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-        ready = ::poll(descriptors, 2, timeoutMs < 0 ? -1 : static_cast<int>(left > 0 ? left : 0));
-    }
+    const int ready = Time::poll(descriptors, 2, deadline);
     if (ready < 0)
         return negatedErrno();
     if (d->wasInterrupted())
