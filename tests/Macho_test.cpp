@@ -3,6 +3,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -260,7 +261,7 @@ TEST_F(Machine, GivesAnEventToTheInnermostStateThatHandlesIt)
     machine.handle(Toggle());
     machine.handle(CPlant::AnyEvent(Count{2})); // L2's, which reads the data of Work
     EXPECT_EQ(machine.root().sum, 1 + 200 + 1);
-    EXPECT_EQ(machine.find<Work>()->visits, 1);
+    EXPECT_EQ(std::as_const(machine).find<Work>()->visits, 1);
     EXPECT_THAT(handled(Begin()), ElementsAre("-L2", "-Left", "-Work", "+Idle"));
     EXPECT_EQ(machine.find<Work>(), nullptr);
 }

@@ -101,6 +101,7 @@ struct Standby : Macho::State<On>
     Macho::To<Enabled> on(const Enable&) { return {}; }
 };
 
+// [adapting]
 /// Remembers whether it was in velocity mode or jogging.
 struct Enabled : Macho::State<On, Macho::InitialState<Velocity>, Macho::Remembered>
 {
@@ -122,6 +123,7 @@ struct Enabled : Macho::State<On, Macho::InitialState<Velocity>, Macho::Remember
     int speed = 0;
     int target = 0;
 };
+// [adapting]
 
 /// Kept: after a quick stop the target is still there.
 struct Velocity : Macho::State<Enabled, Macho::Kept>
@@ -149,6 +151,7 @@ struct Jogging : Macho::State<Enabled>
     int rpm;
 };
 
+// [history]
 struct QuickStop : Macho::State<On>
 {
     explicit QuickStop(int speedBefore) : speed(speedBefore) {}
@@ -161,7 +164,7 @@ struct QuickStop : Macho::State<On>
     }
     Macho::Next<Macho::ToHistory<Enabled>> on(const Resume&)
     {
-        if (speed != 0)
+        if (speed != 0) // the guard
             return Macho::Stay();
         return Macho::ToHistory<Enabled>();
     }
@@ -169,6 +172,7 @@ struct QuickStop : Macho::State<On>
 
     int speed;
 };
+// [history]
 
 /// Made from the code of the fault; a further one while it is there changes nothing.
 struct Fault : Macho::State<Drive>

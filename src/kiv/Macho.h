@@ -35,7 +35,18 @@ public:
     virtual void onLeft(std::size_t state) = 0;
 };
 
-/// A state machine made of types.
+/// A state machine made of types. The smallest example:
+///
+///     struct Press {};                                                                      // an event
+///     struct Closed;                                                                        // the states
+///     struct Open;
+///     struct Door : Macho::Root<Macho::Events<Press>, Macho::States<Closed, Open>, Macho::InitialState<Closed>> {};
+///     struct Closed : Macho::State<Door> { Macho::To<Open> on(const Press&) { return {}; } };
+///     struct Open : Macho::State<Door> { Macho::To<Closed> on(const Press&) { return {}; } };
+///
+///     Macho::CMachine<Door> door;
+///     door.start();                                                                         // Closed
+///     door.handle(Press());                                                                 // Open
 ///
 /// `Root` is a struct derived from Macho::Root: it names events, states and the initial state, see <kiv/MachoStates.h>.
 /// Which state handles which event, what is left and entered on the way from each state to each target, and where the
@@ -54,10 +65,12 @@ public:
 /// - The loop ends when nobody asks any more. A circle of entries that ask for each other runs forever; builds without
 ///   NDEBUG abort after `longestChain` transitions in a row.
 ///
-/// What does not compile: an event that no state on the way to the root handles, a target or super-state that is not
-/// listed, an event that is not listed, a history of a state that is not `Remembered`, data from which the target
-/// cannot be constructed. Targets and data are checked where the event is handed to handle(). Search the messages for
-/// the first one that begins with "Macho:"; the state and the event stand in the lines above it.
+/// What does not compile: an event that no state on the way to the root handles, two on() of a state for one event, a
+/// target or super-state that is not listed, an event that is not listed, a history of a state that is not
+/// `Remembered`, data from which the target cannot be constructed. All but the listing of an event that is handed to
+/// handle() is checked where the type CMachine<Root> is first used, be the event handled or not. Search the compiler's
+/// output for the first message that begins with "Macho:"; the state, the event and the transition stand in the lines
+/// above it.
 ///
 /// Declare the states, define the root, then super-states before sub-states; all are complete before the first
 /// CMachine<Root>.
@@ -98,7 +111,7 @@ class CMachine
     };
 
     static_assert(EventTypes::isSet(), "Macho: an event is listed twice in the root's Events<...>");
-    static_assert(Tables::areEventsHandled(EventTypes()));
+    static_assert(detail::CheckedMachine<Root, EventTypes, typename Tables::Types>::value);
 
 public:
     /// Any event of the machine, for queues.
@@ -162,6 +175,11 @@ public:
     S* find()
     {
         return isIn<S>() ? &instance<number<S>()>() : nullptr;
+    }
+    template<class S>
+    const S* find() const
+    {
+        return const_cast<CMachine*>(this)->find<S>();
     }
 
     /// Tells `watching` what the machine does from now on; null ends it. Only with an observer type.
@@ -228,56 +246,73 @@ private:
         if constexpr (StateNo == 0)
             return rootInstance;
         else
-            return *std::launder(reinterpret_cast<At<StateNo>*>(memory + layout.offsets[StateNo]));
+            return *__builtin_launder(reinterpret_cast<At<StateNo>*>(memory + layout.offsets.at[StateNo]));
     }
 
     // ---- events
+    //
+    // What a machine costs the compiler goes with the number of functions here that are made for every state with every
+    // event. So there is only one, and it does by itself what is a function of its own where it is used less.
 
     /// A jump over the innermost state. Where the root handles the event and stays, there is no case of its own.
     template<class Event, std::size_t... Place>
     [[gnu::always_inline]] void dispatch(const Event& event, std::index_sequence<Place...> /*all*/)
     {
-        [[maybe_unused]] constexpr auto cases = Tables::template cases<Event>();
+        [[maybe_unused]] constexpr auto& cases = Tables::template eventTable<Event>.cases;
+        constexpr std::size_t eventNo = isObserved ? EventTypes::template number<Event> : 0;
         const unsigned innermost = active;
-        if (((innermost == cases[Place] && (deliver<cases[Place]>(event), true)) || ...))
+        if (((innermost == cases.at[Place] &&
+              (deliver<cases.at[Place], eventNo>(event, ExtraOf<cases.at[Place], Event>()), true)) ||
+             ...))
             return;
         if constexpr (sizeof...(Place) < Tables::innermostCount)
             if (innermost < stopped)
-                deliver<0>(event);
+                deliver<0, eventNo>(event, ExtraOf<0, Event>());
     }
 
     template<std::size_t InnermostNo, class Event>
-    [[gnu::always_inline]] void deliver(const Event& event)
+    using HandlerOf = detail::EventHandler<At<Tables::template eventTable<Event>.handlers.at[InnermostNo]>, Event>;
+
+    /// As many numbers as the on() for the event has parameters besides it.
+    template<std::size_t InnermostNo, class Event>
+    using ExtraOf = typename HandlerOf<InnermostNo, Event>::Extra;
+
+    template<std::size_t InnermostNo, std::size_t EventNo, class Event, std::size_t... Extra>
+    [[gnu::always_inline]] void deliver(const Event& event, std::index_sequence<Extra...> extra)
     {
-        constexpr std::size_t handler = Tables::template handlerTable<Event>[InnermostNo];
-        using Taken = detail::Taken<At<handler>, Event>;
-        using Result = typename detail::Handler<At<handler>, Taken>::Result;
-        if constexpr (detail::asks<Result>)
+        constexpr std::size_t handler = Tables::template eventTable<Event>.handlers.at[InnermostNo];
+        using Form = detail::Handler<At<handler>, Event>;
+        using Result = typename Form::Result;
+        [[maybe_unused]] const Above<handler> above{*this};
+        if constexpr (!Form::value) // the innermost state that takes the event takes Other
+            deliver<InnermostNo, EventNo>(Other(), extra);
+        else if constexpr (!detail::asks<Result>)
+            instance<handler>().on(event, (static_cast<void>(Extra), above)...);
+        else if constexpr (!detail::isInitialiser<Result>)
         {
-            Result asked = call<handler, Taken>(event);
-            if (!follow<InnermostNo, WhyOf<handler, EventTypes::template number<Event>>>(asked))
+            Result asked = instance<handler>().on(event, (static_cast<void>(Extra), above)...);
+            if (!follow<InnermostNo, WhyOf<handler, EventNo>>(asked))
                 takeSteps();
         }
         else
-            call<handler, Taken>(event);
+        {
+            using Taken = Path<InnermostNo, Result>;
+            Result asked = instance<handler>().on(event, (static_cast<void>(Extra), above)...);
+            if constexpr (isObserved || Tables::rememberedCount > 0)
+                depart<InnermostNo, Taken, WhyOf<handler, EventNo>>();
+            active = underWay + InnermostNo;
+            leave<InnermostNo, Taken::common>();
+            if (!arrive<Taken::common, Taken::target>(asked))
+                takeSteps();
+        }
     }
 
-    /// Calls the on() for an event or an action; `Taken` is Other where the state takes the event as that.
-    template<std::size_t StateNo, class Taken, class Event>
-    [[gnu::always_inline]] decltype(auto) call(const Event& event)
+    /// Calls the on() for an action.
+    template<std::size_t StateNo, class Action, std::size_t... Extra>
+    [[gnu::always_inline]] decltype(auto) call(const Action& action, std::index_sequence<Extra...> /*extra*/)
     {
-        constexpr std::size_t extraParameters = detail::Handler<At<StateNo>, Taken>::extraParameters;
-        static_assert(detail::Handler<At<StateNo>, const Taken>::value,
-                      "Macho: on() takes its event by value or by reference to const");
         [[maybe_unused]] const Above<StateNo> above{*this};
-        if constexpr (!std::is_same_v<Taken, Event>)
-            return call<StateNo, Taken>(Taken());
-        else if constexpr (extraParameters == 0)
-            return instance<StateNo>().on(event);
-        else if constexpr (extraParameters == 1)
-            return instance<StateNo>().on(event, above);
-        else
-            return instance<StateNo>().on(event, above, above);
+        return instance<StateNo>().on(action, (static_cast<void>(Extra), above)...);
     }
 
     // ---- transitions; what they are made of returns false if an action asks for the next one
@@ -315,46 +350,61 @@ private:
         return follow<InnermostNo, Why>(initialiser);
     }
 
+    /// From where to where.
+    template<std::size_t InnermostNo, class Initialiser>
+    struct Path
+    {
+        static constexpr std::size_t target = Types::template number<typename detail::Way<Initialiser>::Target>;
+        static constexpr std::size_t common = detail::commonSuperState(Tables::superStates, InnermostNo, target);
+        static constexpr eEntryKind kind = detail::Way<Initialiser>::kind;
+    };
+
     template<std::size_t InnermostNo, class Why, class Initialiser>
     bool follow(Initialiser& initialiser)
     {
-        using Way = detail::Way<Initialiser>;
-        constexpr std::size_t target = number<typename Way::Target>();
-        static_assert(target != 0, "Macho: the root is no target of a transition; its states are");
-        constexpr std::size_t common = detail::commonSuperState(Tables::superStates, InnermostNo, target);
-        if constexpr (isObserved)
-            tell([&](Observer& told) { told.onTransition({Why::sourceState, target, Why::eventNo, Way::kind}); });
+        using Taken = Path<InnermostNo, Initialiser>;
+        depart<InnermostNo, Taken, Why>();
         active = underWay + InnermostNo;
-        if constexpr (Tables::rememberedCount > 0)
-            remember<InnermostNo, InnermostNo, common>();
-        leave<InnermostNo, common>();
-        return enterDown<common, Tables::superStates[target]>() && arrive<target>(initialiser);
+        leave<InnermostNo, Taken::common>();
+        return arrive<Taken::common, Taken::target>(initialiser);
     }
 
-    template<std::size_t TargetNo, class S>
+    template<std::size_t InnermostNo, class Taken, class Why>
+    [[gnu::always_inline]] void depart()
+    {
+        if constexpr (isObserved)
+            tell([&](Observer& told) {
+                told.onTransition({Why::sourceState, Taken::target, Why::eventNo, Taken::kind});
+            });
+        if constexpr (Tables::rememberedCount > 0)
+            remember<InnermostNo, InnermostNo, Taken::common>();
+    }
+
+    template<std::size_t CommonNo, std::size_t TargetNo, class S>
     bool arrive(To<S>& /*byDefault*/)
     {
-        return enter<TargetNo>() && settle<TargetNo>();
+        return enterDown<CommonNo, TargetNo>() && settle<TargetNo>();
     }
 
-    template<std::size_t TargetNo, class S, class... Data>
+    template<std::size_t CommonNo, std::size_t TargetNo, class S, class... Data>
     bool arrive(ToAdapted<S, Data...>& adapted)
     {
-        return std::apply([this](auto&... data) { return this->template enter<TargetNo>(std::move(data)...); },
+        return enterDown<CommonNo, Tables::superStates.at[TargetNo]>() &&
+               std::apply([this](auto&... data) { return this->template enter<TargetNo>(std::move(data)...); },
                           adapted.data) &&
                settle<TargetNo>();
     }
 
-    template<std::size_t TargetNo, class S>
+    template<std::size_t CommonNo, std::size_t TargetNo, class S>
     bool arrive(ToHistory<S>& /*history*/)
     {
-        return enter<TargetNo>() && resume<TargetNo, false>(std::make_index_sequence<stopped>());
+        return enterDown<CommonNo, TargetNo>() && resume<TargetNo, false>(std::make_index_sequence<stopped>());
     }
 
-    template<std::size_t TargetNo, class S>
+    template<std::size_t CommonNo, std::size_t TargetNo, class S>
     bool arrive(ToDeepHistory<S>& /*history*/)
     {
-        return enter<TargetNo>() && resume<TargetNo, true>(std::make_index_sequence<stopped>());
+        return enterDown<CommonNo, TargetNo>() && resume<TargetNo, true>(std::make_index_sequence<stopped>());
     }
 
     /// Leaves what is active below `common`, innermost first.
@@ -364,7 +414,7 @@ private:
         if constexpr (StateNo != CommonNo)
         {
             leaveOne<StateNo>();
-            leave<Tables::superStates[StateNo], CommonNo>();
+            leave<Tables::superStates.at[StateNo], CommonNo>();
         }
     }
 
@@ -383,17 +433,14 @@ private:
     template<std::size_t StateNo>
     void leaveOne()
     {
-        if constexpr (detail::Handler<At<StateNo>, Exit>::value)
-        {
-            static_assert(!detail::asks<typename detail::Handler<At<StateNo>, Exit>::Result>,
-                          "Macho: on(Exit) cannot ask for a transition: one is under way; let it return void");
-            call<StateNo, Exit>(Exit());
-        }
+        using OnExit = detail::Handler<At<StateNo>, Exit>;
+        if constexpr (OnExit::value)
+            call<StateNo>(Exit(), typename OnExit::Extra());
         if constexpr (isObserved)
             tell([](Observer& told) { told.onLeft(StateNo); });
         if constexpr (!Tables::isKept[StateNo] && isDestroyed<StateNo>)
             destroy<StateNo>();
-        active = StateNo == 0 ? stopped : underWay + Tables::superStates[StateNo];
+        active = StateNo == 0 ? stopped : underWay + Tables::superStates.at[StateNo];
     }
 
     /// Enters what lies between `common` and `state`, outermost first, and `state`; false if one of them asks for
@@ -403,15 +450,21 @@ private:
     {
         if constexpr (StateNo == CommonNo)
             return true;
+        else if constexpr (Tables::superStates.at[StateNo] == CommonNo)
+            return enter<StateNo>();
         else
-            return enterDown<CommonNo, Tables::superStates[StateNo]>() && enter<StateNo>();
+            return enterDown<CommonNo, Tables::superStates.at[StateNo]>() && enter<StateNo>();
     }
 
     template<std::size_t StateNo, class... Data>
     bool enter(Data&&... data)
     {
-        if constexpr (StateNo != 0)
-            make<StateNo>(std::forward<Data>(data)...);
+        static_assert(sizeof...(Data) > 0 || StateNo == 0 || std::is_default_constructible_v<At<StateNo>>,
+                      "Macho: default and history entry need a default constructor of the state; it has none");
+        if constexpr (Tables::isKept[StateNo])
+            makeKept<StateNo>(std::forward<Data>(data)...);
+        else if constexpr (StateNo != 0)
+            ::new (static_cast<void*>(memory + layout.offsets.at[StateNo])) At<StateNo>(std::forward<Data>(data)...);
         active = underWay + StateNo;
         if constexpr (isObserved)
             tell([](Observer& told) { told.onEntered(StateNo); });
@@ -422,9 +475,10 @@ private:
     template<std::size_t StateNo>
     bool settle()
     {
-        constexpr std::size_t initial = Tables::initialStates[StateNo];
-        if (!act<StateNo, Initial>())
-            return false;
+        constexpr std::size_t initial = Tables::initialStates.at[StateNo];
+        if constexpr (detail::Handler<At<StateNo>, Initial>::value)
+            if (!act<StateNo, Initial>())
+                return false;
         if constexpr (initial != StateNo)
             return enter<initial>() && settle<initial>();
         else
@@ -437,26 +491,16 @@ private:
     // ---- instances
 
     template<std::size_t StateNo, class... Data>
-    void make(Data&&... data)
+    void makeKept(Data&&... data)
     {
-        using S = At<StateNo>;
-        static_assert(sizeof...(Data) > 0 || std::is_default_constructible_v<S>,
-                      "Macho: default and history entry need a default constructor of the state; it has none");
-        static_assert(sizeof...(Data) == 0 || std::is_constructible_v<S, Data...>,
-                      "Macho: the target of ToAdapted<Target, Data...> has no constructor for this data");
-        if constexpr (Tables::isKept[StateNo])
-        {
-            bool& isThere = keptInstances[Tables::rank(Tables::isKept, StateNo)];
-            if (sizeof...(Data) == 0 && isThere)
-                return;
-            if (isThere)
-                destroy<StateNo>();
-            isThere = false;
-            ::new (static_cast<void*>(memory + layout.offsets[StateNo])) S(std::forward<Data>(data)...);
-            isThere = true;
-        }
-        else
-            ::new (static_cast<void*>(memory + layout.offsets[StateNo])) S(std::forward<Data>(data)...);
+        bool& isThere = keptInstances[Tables::rank(Tables::isKept, StateNo)];
+        if (sizeof...(Data) == 0 && isThere)
+            return;
+        if (isThere)
+            destroy<StateNo>();
+        isThere = false;
+        ::new (static_cast<void*>(memory + layout.offsets.at[StateNo])) At<StateNo>(std::forward<Data>(data)...);
+        isThere = true;
     }
 
     /// Not so: the root, which lives as long as the machine, and what has nothing to destroy.
@@ -494,7 +538,7 @@ private:
             {
                 const std::size_t innermost = this->state();
                 static_cast<void>(((innermost == StateNo && (destroyActive<StateNo>(), true)) || ...));
-                active = static_cast<StoredNo>(underWay + Tables::superStates[innermost]);
+                active = static_cast<StoredNo>(underWay + Tables::superStates.at[innermost]);
             }
     }
 
@@ -515,17 +559,13 @@ private:
         {
             if constexpr (Tables::isRemembered[StateNo] && StateNo != InnermostNo)
                 histories[Tables::rank(Tables::isRemembered, StateNo)] = InnermostNo;
-            remember<InnermostNo, Tables::superStates[StateNo], CommonNo>();
+            remember<InnermostNo, Tables::superStates.at[StateNo], CommonNo>();
         }
     }
 
     template<std::size_t StateNo, bool IsDeep, std::size_t... OtherNo>
     bool resume(std::index_sequence<OtherNo...> /*all*/)
     {
-        static_assert(
-            Tables::isRemembered[StateNo],
-            "Macho: the target of ToHistory and ToDeepHistory remembers nothing; add the option Remembered to its "
-            "Macho::State<...>");
         const std::size_t last = histories[Tables::rank(Tables::isRemembered, StateNo)];
         if (last == 0)
             return settle<StateNo>();
@@ -553,9 +593,9 @@ private:
     {
         using Handler = detail::Handler<At<StateNo>, Action>;
         if constexpr (detail::asks<typename Handler::Result>)
-            return !defer<StateNo, Action>(call<StateNo, Action>(Action()));
+            return !defer<StateNo, Action>(call<StateNo>(Action(), typename Handler::Extra()));
         else if constexpr (Handler::value)
-            call<StateNo, Action>(Action());
+            call<StateNo>(Action(), typename Handler::Extra());
         return true;
     }
 
@@ -575,7 +615,7 @@ private:
     static void takeStep(CMachine& machine)
     {
         constexpr std::size_t event = std::is_same_v<Action, Entry> ? Chart::entryAction : Chart::initialAction;
-        Result* const stored = std::launder(reinterpret_cast<Result*>(machine.result));
+        Result* const stored = __builtin_launder(reinterpret_cast<Result*>(machine.result));
         Result asked(std::move(*stored));
         stored->~Result();
         machine.follow<StateNo, WhyOf<StateNo, event>>(asked);
@@ -666,7 +706,7 @@ void CMachine<Root, Observer>::handle(const Event& event)
         if constexpr (isObserved)
             if (isStarted() && !isHalted())
                 tell([](Observer& told) { told.onEvent(EventTypes::template number<Event>); });
-        dispatch(event, std::make_index_sequence<Tables::template caseCount<Event>()>());
+        dispatch(event, std::make_index_sequence<Tables::template eventTable<Event>.caseCount>());
     }
 }
 

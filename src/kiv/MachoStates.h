@@ -59,8 +59,9 @@ struct StateSpecification;
 /// `Next<To<X>>`, and `{}` while its condition does not hold; a state begins again by `To<` itself `>`; work without a
 /// transition is a handler that returns void.
 ///
-/// An on() that cannot be called is none, and a state that has another one is not asked about it: two on() for one
-/// type, as `const A&` and as `A`, or one that is private, are not called, and the super-state gets the event.
+/// Two on() for one type, as `const A&` and as `A`, do not compile, nor does one that is private, nor a state that is
+/// final. But an on() whose further parameters are of no use, or for a type that is no event of the machine, is never
+/// called where the state has others.
 template<class SuperState, class... Options>
 struct State
 {
@@ -149,6 +150,17 @@ struct Unobserved
 namespace detail
 {
 
+template<class Type>
+constexpr bool isInitialiser = false;
+template<class S>
+constexpr bool isInitialiser<To<S>> = true;
+template<class S>
+constexpr bool isInitialiser<ToHistory<S>> = true;
+template<class S>
+constexpr bool isInitialiser<ToDeepHistory<S>> = true;
+template<class S, class... Data>
+constexpr bool isInitialiser<ToAdapted<S, Data...>> = true;
+
 template<class Wanted, class... Type>
 constexpr std::size_t positionOf()
 {
@@ -164,6 +176,9 @@ constexpr std::size_t positionOf()
 template<class... Initialiser>
 struct Next
 {
+    static_assert((detail::isInitialiser<Initialiser> && ...),
+                  "Macho: Next<...> lists initialisers: To, ToHistory, ToDeepHistory or ToAdapted of a state");
+
     /// Nowhere.
     constexpr Next(Stay /*nowhere*/ = {}) {}
 

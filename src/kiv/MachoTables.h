@@ -7,6 +7,7 @@
 #include <type_traits>
 #include <utility>
 
+#include <kiv/MachoChecks.h>
 #include <kiv/MachoTraits.h>
 
 namespace Macho::detail
@@ -21,51 +22,6 @@ constexpr std::size_t largest(Size... size)
     return result;
 }
 
-/// Complains that a state does not handle an event; made for those only that do not.
-template<class S, class Event>
-struct HandledIn : std::true_type
-{
-    static_assert(
-        std::is_void_v<S>,
-        "Macho: neither this state nor a super-state up to the root has an on() for this event; add one, in the "
-        "root for all states");
-};
-
-/// Complains about a state whose on() cannot be called.
-template<class S, class... Event>
-struct CheckedOn : std::true_type
-{
-    static_assert(
-        !Handler<S, Unheard>::value,
-        "Macho: an on() is a template that takes any type, Entry and Exit among them; let it be on(Macho::Other)");
-    static_assert(
-        !NamesOn<S>::value || (Handler<S, Event>::value || ... ||
-                               (Handler<S, Other>::value || Handler<S, Entry>::value || Handler<S, Initial>::value ||
-                                Handler<S, Exit>::value)),
-        "Macho: a state has an on(), but none that can be called with an event of the machine, Entry, Initial or "
-        "Exit; on() is public, and its further parameters are references to super-states");
-};
-
-/// One state among the others of its machine: complains here if its base clause is wrong.
-template<class S, class Types>
-struct CheckedState
-{
-    static_assert(HasSpecification<S>::value, "Macho: what is listed in States<...> is no state: derive it from "
-                                              "Macho::State<SuperState>");
-    using StateSpecification = typename S::StateSpecification;
-    using Super = typename StateSpecification::Super;
-    using First = typename StateSpecification::First;
-
-    static_assert(std::is_void_v<Super> || Types::template number<Super> != nowhere,
-                  "Macho: the super-state of a state is neither the root nor listed in the root's States<...>");
-    static_assert(std::is_void_v<First> || Types::template number<First> != nowhere,
-                  "Macho: the initial sub-state of a state is not listed in the root's States<...>");
-
-    static constexpr std::size_t number = Types::template number<S>;
-    static constexpr std::size_t superState = std::is_void_v<Super> ? 0 : Types::template number<Super>;
-    static constexpr std::size_t initialState = std::is_void_v<First> ? number : Types::template number<First>;
-};
-
 /// Numbers, relations and memory of the states below a root.
 template<class Root, class Types = typename Root::StateSpecification::template StateTypes<Root>>
 struct StateTables;
@@ -74,14 +30,13 @@ template<class Root, class... S>
 struct StateTables<Root, TypeList<S...>>
 {
     using Types = TypeList<S...>;
-    using Checked = TypeList<CheckedState<S, Types>...>;
 
     static_assert(Types::isSet(), "Macho: a state is listed twice in the root's States<...>");
     static_assert(sizeof...(S) < 0x7fff, "Macho: more states than a machine can number");
 
     static constexpr std::size_t count = sizeof...(S);
-    static constexpr NumberTable<count> superStates{CheckedState<S, Types>::superState...};
-    static constexpr NumberTable<count> initialStates{CheckedState<S, Types>::initialState...};
+    static constexpr NumberTable<count> superStates{{CheckedState<Root, S>::superState...}};
+    static constexpr NumberTable<count> initialStates{{CheckedState<Root, S>::initialState...}};
     static constexpr std::array<bool, count> isRemembered{S::StateSpecification::isRemembered...};
     static constexpr std::array<bool, count> isKept{S::StateSpecification::isKept...};
 
@@ -92,7 +47,7 @@ struct StateTables<Root, TypeList<S...>>
         {
             std::size_t state = i;
             for (std::size_t step = 0; step < count && state != 0; ++step)
-                state = superStates[state];
+                state = superStates.at[state];
             if (state != 0)
                 return false;
         }
@@ -103,7 +58,7 @@ struct StateTables<Root, TypeList<S...>>
     static constexpr bool areInitialStatesInside()
     {
         for (std::size_t i = 0; i < count; ++i)
-            if (initialStates[i] != i && (superStates[initialStates[i]] != i || initialStates[i] == 0))
+            if (initialStates.at[i] != i && (superStates.at[initialStates.at[i]] != i || initialStates.at[i] == 0))
                 return false;
         return true;
     }
@@ -128,8 +83,8 @@ struct StateTables<Root, TypeList<S...>>
         Layout result;
         std::size_t kept = 0;
         const auto place = [&](std::size_t state, std::size_t begin) {
-            result.offsets[state] = (begin + alignments[state] - 1) / alignments[state] * alignments[state];
-            return result.offsets[state] + sizes[state];
+            result.offsets.at[state] = (begin + alignments[state] - 1) / alignments[state] * alignments[state];
+            return result.offsets.at[state] + sizes[state];
         };
         for (std::size_t state = 1; state < count; ++state)
             if (isKept[state])
@@ -138,15 +93,15 @@ struct StateTables<Root, TypeList<S...>>
         std::array<bool, count> placed{};
         placed[0] = true;
         NumberTable<count> ends{};
-        ends[0] = kept;
+        ends.at[0] = kept;
         for (std::size_t round = 0; round < count; ++round)
             for (std::size_t state = 1; state < count; ++state)
             {
-                if (placed[state] || !placed[superStates[state]])
+                if (placed[state] || !placed[superStates.at[state]])
                     continue;
-                const std::size_t begin = ends[superStates[state]];
-                ends[state] = isKept[state] ? begin : place(state, begin);
-                result.size = largest(result.size, ends[state]);
+                const std::size_t begin = ends.at[superStates.at[state]];
+                ends.at[state] = isKept[state] ? begin : place(state, begin);
+                result.size = largest(result.size, ends.at[state]);
                 placed[state] = true;
             }
         return result;
@@ -167,62 +122,45 @@ struct StateTables<Root, TypeList<S...>>
 
     // ---- who handles what
 
-    template<class Event>
-    static constexpr std::array<bool, count> handles{(Handler<S, Event>::value || Handler<S, Other>::value)...};
-
-    /// For each state the innermost one that handles the event: itself or a super-state; nowhere if there is none.
-    template<class Event>
-    static constexpr NumberTable<count> handlers()
+    /// What the machine knows about an event.
+    struct EventTable
     {
-        NumberTable<count> result{};
+        NumberTable<count> handlers{}; ///< for each state the innermost that handles the event: itself or a super-state
+        NumberTable<count> cases{};    ///< the states in which the machine needs a case of its own for the event
+        std::size_t caseCount = 0;
+        std::size_t unhandled = count; ///< a state at which the machine can stay and that has no handler
+    };
+
+    /// `handles` tells which states have an on() for the event. Where the root handles the event and stays, one case
+    /// does for all.
+    static constexpr EventTable makeEventTable(const bool (&handles)[count], bool doesRootStay)
+    {
+        EventTable result{};
         for (std::size_t i = 0; i < count; ++i)
         {
             std::size_t state = i;
-            while (state != 0 && !handles<Event>[state])
-                state = superStates[state];
-            result[i] = handles<Event>[state] ? state : nowhere;
+            while (state != 0 && !handles[state])
+                state = superStates.at[state];
+            result.handlers.at[i] = handles[state] ? state : nowhere;
+            if (initialStates.at[i] != i)
+                continue;
+            if (!handles[state])
+                result.unhandled = i;
+            if (state != 0 || !doesRootStay)
+                result.cases.at[result.caseCount++] = i;
         }
         return result;
     }
 
+    template<class Event>
+    static constexpr bool handles[count] = {EventHandler<S, Event>::value...};
+
+    template<class Event>
+    static constexpr EventTable eventTable = makeEventTable(handles<Event>,
+                                                            !asks<typename EventHandler<Root, Event>::Result>);
+
     static constexpr std::size_t innermostCount =
-        (std::size_t{CheckedState<S, Types>::initialState == CheckedState<S, Types>::number} + ...);
-
-    template<class Event>
-    static constexpr NumberTable<count> handlerTable = handlers<Event>();
-
-    /// True if the machine needs a case of its own for the event when it is in this state.
-    static constexpr bool isCase(std::size_t state, std::size_t handler, bool doesRootStay)
-    {
-        return initialStates[state] == state && !(handler == 0 && doesRootStay);
-    }
-
-    template<class Event>
-    static constexpr bool doesRootStay = !asks<typename EventHandler<Root, Event>::Result>;
-
-    template<class Event>
-    static constexpr std::size_t caseCount()
-    {
-        constexpr const NumberTable<count>& found = handlerTable<Event>;
-        std::size_t result = 0;
-        for (std::size_t i = 0; i < count; ++i)
-            if (isCase(i, found[i], doesRootStay<Event>))
-                ++result;
-        return result;
-    }
-
-    /// These states.
-    template<class Event>
-    static constexpr NumberTable<caseCount<Event>()> cases()
-    {
-        constexpr const NumberTable<count>& found = handlerTable<Event>;
-        NumberTable<caseCount<Event>()> result{};
-        std::size_t place = 0;
-        for (std::size_t i = 0; i < count; ++i)
-            if (isCase(i, found[i], doesRootStay<Event>))
-                result[place++] = i;
-        return result;
-    }
+        (std::size_t{CheckedState<Root, S>::initialState == CheckedState<Root, S>::number} + ...);
 
     /// Which states lie in this one, itself included.
     static constexpr std::array<bool, count + 1> insideOf(std::size_t outer)
@@ -236,29 +174,9 @@ struct StateTables<Root, TypeList<S...>>
     /// The direct sub-state of `outer` that contains `inner` or is it.
     static constexpr std::size_t childTowards(std::size_t outer, std::size_t inner)
     {
-        while (superStates[inner] != outer)
-            inner = superStates[inner];
+        while (superStates.at[inner] != outer)
+            inner = superStates.at[inner];
         return inner;
-    }
-
-    /// Complains about an event that a state at which the machine can stay does not handle, nor any of its
-    /// super-states.
-    template<class... Event>
-    static constexpr bool areEventsHandled(TypeList<Event...> /*all*/)
-    {
-        using StatesOrNone = TypeList<S..., void>;
-        return (HandledIn<typename StatesOrNone::template At<unhandled<Event>()>, Event>::value && ...) &&
-               (CheckedOn<S, Event...>::value && ...);
-    }
-
-    template<class Event>
-    static constexpr std::size_t unhandled()
-    {
-        constexpr const NumberTable<count>& found = handlerTable<Event>;
-        for (std::size_t i = 0; i < count; ++i)
-            if (found[i] == nowhere && initialStates[i] == i)
-                return i;
-        return count;
     }
 
     // ---- what entry and initial actions ask for
@@ -276,6 +194,22 @@ struct StateTables<Root, TypeList<S...>>
     static constexpr std::size_t resultAlignment = largest(alignof(Asked<S, Entry>)..., alignof(Asked<S, Initial>)...);
 
     static constexpr std::array<const char*, count + 1> names{NameOf<S>::name()..., "(stopped)"};
+};
+
+/// Complains about what is wrong with a machine's states, and nowhere else if possible: before any event is handled.
+template<class Root, class EventTypes, class Types>
+struct CheckedMachine;
+
+template<class Root, class... Event, class... S>
+struct CheckedMachine<Root, TypeList<Event...>, TypeList<S...>>
+{
+    using Tables = StateTables<Root>;
+    template<class E>
+    using Forgotten = typename TypeList<S..., void>::template At<Tables::template eventTable<E>.unhandled>;
+
+    static_assert((CheckedEvent<Forgotten<Event>, Event>::value && ...));
+    static_assert((CheckedHandlers<Root, S, Event..., Other, Entry, Initial, Exit>::value && ...));
+    static constexpr bool value = true;
 };
 
 /// The chart of a machine as data; made for those only that ask for it.
@@ -299,19 +233,19 @@ struct ChartTables
         (add(Tables::Types::template number<typename Way<Initialiser>::Target>, Way<Initialiser>::kind), ...);
     }
 
-    template<class S, class Event>
+    template<class S, class Handler>
     static constexpr void addHandler(ChartArrow* list, std::size_t& count, std::size_t event)
     {
-        using Result = typename Handler<S, Event>::Result;
-        addWays<Tables::Types::template number<S>>(list, count, event, typename Ways<Result>::Types());
+        addWays<Tables::Types::template number<S>>(list, count, event,
+                                                   typename Ways<typename Handler::Result>::Types());
     }
 
     template<class S, class... Event>
     static constexpr void addState(ChartArrow* list, std::size_t& count, TypeList<Event...> /*events*/)
     {
-        addHandler<S, Initial>(list, count, Chart::initialAction);
-        addHandler<S, Entry>(list, count, Chart::entryAction);
-        (addHandler<S, Taken<S, Event>>(list, count, EventTypes::template number<Event>), ...);
+        addHandler<S, Handler<S, Initial>>(list, count, Chart::initialAction);
+        addHandler<S, Handler<S, Entry>>(list, count, Chart::entryAction);
+        (addHandler<S, EventHandler<S, Event>>(list, count, EventTypes::template number<Event>), ...);
     }
 
     template<std::size_t None, class... S>
@@ -334,7 +268,7 @@ struct ChartTables
     template<std::size_t... StateNo>
     static constexpr std::array<ChartState, sizeof...(StateNo)> makeStates(std::index_sequence<StateNo...> /*all*/)
     {
-        return {ChartState{Tables::names[StateNo], Tables::superStates[StateNo], Tables::initialStates[StateNo],
+        return {ChartState{Tables::names[StateNo], Tables::superStates.at[StateNo], Tables::initialStates.at[StateNo],
                            Tables::isRemembered[StateNo]}...};
     }
 

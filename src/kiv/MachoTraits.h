@@ -185,17 +185,91 @@ struct AnySuperState
 template<class T>
 T& some();
 
-/// How an on() is called and what it returns.
-template<std::size_t ExtraParameters, class OnResult>
-struct Form : std::true_type
+/// std::conditional without a type of its own for each pair.
+template<bool First>
+struct Choose
 {
-    using Result = OnResult;
-    static constexpr std::size_t extraParameters = ExtraParameters;
+    template<class One, class Two>
+    using Of = One;
+};
+template<>
+struct Choose<false>
+{
+    template<class One, class Two>
+    using Of = Two;
 };
 
-struct NoForm : std::false_type
+struct NoForm
 {
+    static constexpr bool value = false;
+    static constexpr bool isAmbiguous = false;
     using Result = void;
+};
+
+/// How an on() is called, with how many parameters besides its event, and what it returns.
+template<std::size_t ExtraParameters, class OnResult>
+struct Form
+{
+    static constexpr bool value = true;
+    static constexpr bool isAmbiguous = false;
+    using Result = OnResult;
+    using Extra = std::make_index_sequence<ExtraParameters>;
+};
+
+/// Several on() for one event.
+struct AmbiguousForm : NoForm
+{
+    static constexpr bool isAmbiguous = true;
+};
+
+/// What calls with none, one and two extra parameters return tells the form.
+template<class None, class One, class Two>
+struct FormOf : AmbiguousForm
+{};
+template<>
+struct FormOf<NoForm, NoForm, NoForm> : NoForm
+{};
+template<class Result>
+struct FormOf<Result, NoForm, NoForm> : Form<0, Result>
+{};
+template<class Result>
+struct FormOf<NoForm, Result, NoForm> : Form<1, Result>
+{};
+template<class Result>
+struct FormOf<NoForm, NoForm, Result> : Form<2, Result>
+{};
+
+struct HasOn
+{
+    int on;
+};
+template<class S>
+struct WithSecondOn : S, HasOn
+{
+    static_assert(!std::is_final_v<S>,
+                  "Macho: a state is not final: looking for its on() takes a class derived from it");
+};
+
+/// True if the state has any member on(), be it private: looking it up beside another one is ambiguous then.
+template<class S, class = void>
+struct NamesOn : std::true_type
+{};
+template<class S>
+struct NamesOn<S, std::void_t<decltype(&WithSecondOn<S>::on)>> : std::false_type
+{};
+
+/// A state with one more on(), which is called if no other can be. So a call that fails nevertheless has found several.
+/// An on() that is private ends the compilation here.
+template<class S, bool NamesOn>
+struct Asked : S
+{
+    using S::on;
+    NoForm on(...);
+};
+template<class S>
+struct Asked<S, false>
+{
+    NoForm on(...);
 };
 
 template<int Value>
@@ -206,84 +280,71 @@ struct Rank<0>
 {};
 
 // Functions and not classes: they are looked at for each state with each event, and this takes the compiler least.
-template<class S, class Event>
-auto formOf(Rank<3>) -> Form<0, decltype(some<S>().on(some<Event>()))>;
-template<class S, class Event>
-auto formOf(Rank<2>) -> Form<1, decltype(some<S>().on(some<Event>(), some<AnySuperState>()))>;
-template<class S, class Event>
-auto formOf(Rank<1>) -> Form<2, decltype(some<S>().on(some<Event>(), some<AnySuperState>(), some<AnySuperState>()))>;
-template<class S, class Event>
-NoForm formOf(Rank<0>);
+template<class S, class Event, class... Extra>
+auto answer(Rank<1>) -> decltype(some<Asked<S, NamesOn<S>::value>>().on(some<Event>(), some<Extra>()...));
+template<class S, class Event, class... Extra>
+AmbiguousForm answer(Rank<0>);
 
-/// The on() of a state for an event, if it has one: the form with the fewest parameters.
-template<class S, class Event>
-struct Handler : decltype(formOf<S, Event>(Rank<3>()))
-{};
+/// True if the state has any on() with these parameters besides the event: otherwise no event needs to be asked about.
+template<class S, class... Extra>
+constexpr bool isWorthAsking = !std::is_same_v<decltype(answer<S, AnySuperState, Extra...>(Rank<1>())), NoForm>;
 
-/// What on() is called with for an event: the event itself, or Other.
-template<class S, class Event>
-using Taken = std::conditional_t<Handler<S, Event>::value, Event, Other>;
-
-/// The on() of a state that an event goes to, if it has one.
-template<class S, class Event>
-using EventHandler = Handler<S, Taken<S, Event>>;
-
-/// What no state has heard of: an on() that takes it is a template that takes everything.
-struct Unheard
-{};
-
-struct HasOn
+template<bool IsWorthAsking>
+struct Ask
 {
-    int on;
+    template<class S, class Event, class... Extra>
+    using Answer = decltype(some<Asked<S, NamesOn<S>::value>>().on(some<Event>(), some<Extra>()...));
 };
-template<class S>
-struct WithSecondOn : S, HasOn
+template<>
+struct Ask<false>
+{
+    template<class S, class Event, class... Extra>
+    using Answer = NoForm;
+};
+template<class S, class Event, class... Extra>
+using Answer = typename Ask<isWorthAsking<S, Extra...>>::template Answer<S, Event, Extra...>;
+
+template<class S, class Event>
+auto formOf(Rank<1>)
+    -> FormOf<Answer<S, Event>, Answer<S, Event, AnySuperState>, Answer<S, Event, AnySuperState, AnySuperState>>;
+template<class S, class Event>
+AmbiguousForm formOf(Rank<0>);
+
+/// The on() of a state for an event, if it has one.
+template<class S, class Event>
+struct Handler : decltype(formOf<S, Event>(Rank<1>()))
 {};
 
-/// True if the state has any member on(), be it private: looking it up beside another one is ambiguous then.
-template<class S, class = void>
-struct NamesOn : std::true_type
-{};
-template<class S>
-struct NamesOn<S, std::enable_if_t<std::is_final_v<S>>> : std::false_type
-{};
-template<class S>
-struct NamesOn<S, std::enable_if_t<!std::is_final_v<S>, std::void_t<decltype(&WithSecondOn<S>::on)>>> : std::false_type
-{};
+/// The on() of a state that an event goes to, if it has one: its own, or that for Other.
+template<class S, class Event>
+using EventHandler = typename Choose<Handler<S, Event>::value>::template Of<Handler<S, Event>, Handler<S, Other>>;
 
 // ---- what an initialiser says
 
 template<class Initialiser>
-struct Way
-{
-    static constexpr bool isKnown = false;
-};
+struct Way;
 template<class S>
 struct Way<To<S>>
 {
     using Target = S;
-    static constexpr bool isKnown = true;
     static constexpr eEntryKind kind = EntryDefault;
 };
 template<class S>
 struct Way<ToHistory<S>>
 {
     using Target = S;
-    static constexpr bool isKnown = true;
     static constexpr eEntryKind kind = EntryHistory;
 };
 template<class S>
 struct Way<ToDeepHistory<S>>
 {
     using Target = S;
-    static constexpr bool isKnown = true;
     static constexpr eEntryKind kind = EntryDeepHistory;
 };
 template<class S, class... Data>
 struct Way<ToAdapted<S, Data...>>
 {
     using Target = S;
-    static constexpr bool isKnown = true;
     static constexpr eEntryKind kind = EntryAdapting;
 };
 
@@ -292,7 +353,7 @@ template<class Result>
 struct Ways
 {
     static_assert(
-        Way<Result>::isKnown,
+        isInitialiser<Result>,
         "Macho: on() returns void, Stay, an initialiser (To, ToHistory, ToDeepHistory, ToAdapted) or Next<...>");
     using Types = TypeList<Result>;
 };
@@ -309,8 +370,6 @@ struct Ways<Stay>
 template<class... Initialiser>
 struct Ways<Next<Initialiser...>>
 {
-    static_assert((Way<Initialiser>::isKnown && ...),
-                  "Macho: Next<...> lists initialisers: To, ToHistory, ToDeepHistory or ToAdapted of a state");
     using Types = TypeList<Initialiser...>;
 };
 
@@ -319,15 +378,19 @@ constexpr bool asks = Ways<Result>::Types::count > 0;
 
 // ---- the states of a machine in numbers
 
+/// A plain array: the compiler calls operators of std::array function by function when it computes with them.
 template<std::size_t Count>
-using NumberTable = std::array<std::size_t, Count>;
+struct NumberTable
+{
+    std::size_t at[Count];
+};
 
 /// Of two states the innermost one that contains the first or is it, and contains the second without being it.
 template<std::size_t Count>
 constexpr std::size_t commonSuperState(const NumberTable<Count>& superStates, std::size_t from, std::size_t target)
 {
-    for (std::size_t common = superStates[target];; common = superStates[common])
-        for (std::size_t state = from;; state = superStates[state])
+    for (std::size_t common = superStates.at[target];; common = superStates.at[common])
+        for (std::size_t state = from;; state = superStates.at[state])
         {
             if (state == common)
                 return common;
@@ -341,7 +404,7 @@ template<std::size_t Count>
 constexpr bool isWithin(const NumberTable<Count>& superStates, std::size_t inner, std::size_t outer)
 {
     while (inner != outer && inner != 0)
-        inner = superStates[inner];
+        inner = superStates.at[inner];
     return inner == outer;
 }
 

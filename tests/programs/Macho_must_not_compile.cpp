@@ -62,6 +62,12 @@ struct Closed : Macho::State<Door>
     void on(const Press&, Open& open) { open = {}; }
 #elif defined(MUTABLE_EVENT)
     void on(Press& press) { press = {}; }
+#elif defined(TWO_FOR_ONE_EVENT)
+    Macho::To<Open> on(const Press&) { return {}; }
+    void on(Press) {}
+#elif defined(TWO_WITH_AND_WITHOUT_SUPER_STATE)
+    Macho::To<Open> on(const Press&) { return {}; }
+    void on(const Press&, Door&) {}
 #else
     Macho::To<Open> on(const Press&) { return {}; }
 #endif
@@ -80,6 +86,10 @@ struct Closed : Macho::State<Door>
 #ifdef PARAMETER_NO_SUPER_STATE // Macho: on() takes a reference to a state that is neither the root nor one of its super-states
 #endif
 #ifdef MUTABLE_EVENT // Macho: on() takes its event by value or by reference to const
+#endif
+#ifdef TWO_FOR_ONE_EVENT // Macho: a state has more than one on() for this event, so that none can be called
+#endif
+#ifdef TWO_WITH_AND_WITHOUT_SUPER_STATE // Macho: a state has more than one on() for this event, so that none can be called
 #endif
 
 #ifdef TRANSITION_FROM_EXIT // Macho: on(Exit) cannot ask for a transition: one is under way; let it return void
@@ -109,17 +119,32 @@ struct Open : Macho::State<Door, Macho::InitialState<Ajar>, Macho::Remembered>
     explicit Open(int) {}
 #endif
     Macho::Next<Macho::To<Closed>, Macho::ToHistory<Open>> on(const Press&) { return {}; }
+#ifdef UNUSED_TARGET_NOT_LISTED // CheckedTransition<Door, Open, Release, Macho::To<Elsewhere>
+    Macho::To<Elsewhere> on(const Release&) { return {}; }
+#endif
 };
 
+#ifdef FINAL_STATE // Macho: a state is not final
+#endif
 #ifdef TAKES_EVERYTHING // Macho: an on() is a template that takes any type, Entry and Exit among them
 #endif
-#ifdef PRIVATE_ON // Macho: a state has an on(), but none that can be called
+#ifdef PRIVATE_ON // private
 class Ajar : public Macho::State<Open>
+#elif defined(FINAL_STATE)
+struct Ajar final : Macho::State<Open>
 #else
 struct Ajar : Macho::State<Open>
 #endif
 {
+#ifdef WRONG_PARAMETERS // Macho: a state has an on(), but none that can be called
+    void on(Macho::Entry, Door&, Open&, Door&) {}
+#else
     void on(Macho::Entry) {}
+#endif
+#ifdef ONE_PRIVATE_ON // private
+private:
+    void on(const Press&) {}
+#endif
 #ifdef TAKES_EVERYTHING
     template<class Event>
     void on(const Event&)
@@ -132,7 +157,9 @@ void use()
     Macho::CMachine<Door> door;
     door.start();
     door.handle(Press());
+#ifndef UNUSED_TARGET_NOT_LISTED
     door.handle(Release());
+#endif
 #ifdef EVENT_NOT_LISTED // Macho: this is no event of the machine; list it in the root's Events<...>
     door.handle(Stranger());
 #endif
