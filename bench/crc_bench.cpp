@@ -1,5 +1,6 @@
 #include <kiv/crc.h>
 
+#include <array>
 #include <initializer_list>
 #include <string>
 #include <vector>
@@ -66,6 +67,68 @@ void crc16OfBoost(benchmark::State& state)
     });
 }
 
+/// Slicing by 8, with tables of the register's width: the usual quick way.
+template<class Register, bool IsReflected>
+struct SlicingBy8
+{
+    std::array<std::array<Register, 256>, 8> slices{};
+
+    explicit SlicingBy8(unsigned poly)
+    {
+        constexpr int bits = 8 * sizeof(Register);
+        for (unsigned byte = 0; byte < 256; ++byte)
+        {
+            unsigned crc = IsReflected ? byte : byte << (bits - 8);
+            for (int bit = 0; bit < 8; ++bit)
+                crc = IsReflected ? ((crc & 1U) != 0 ? crc >> 1 ^ poly : crc >> 1)
+                                  : ((crc >> (bits - 1) & 1U) != 0 ? crc << 1 ^ poly : crc << 1);
+            slices[0][byte] = static_cast<Register>(crc);
+        }
+        for (unsigned slice = 1; slice < 8; ++slice)
+            for (unsigned byte = 0; byte < 256; ++byte)
+                slices[slice][byte] = oneByte(slices[slice - 1][byte], 0);
+    }
+
+    Register oneByte(unsigned crc, unsigned char byte) const
+    {
+        if constexpr (sizeof(Register) == 1)
+            return slices[0][crc ^ byte];
+        else
+            return static_cast<Register>(crc << 8 ^ slices[0][crc >> 8 ^ byte]);
+    }
+
+    [[gnu::noinline]] unsigned operator()(const Bytes& bytes) const
+    {
+        const unsigned char* data = bytes.data();
+        std::size_t left = bytes.size();
+        unsigned crc = 0;
+        for (; left >= 8; left -= 8, data += 8)
+        {
+            const unsigned first = sizeof(Register) == 1 ? crc ^ data[0] : crc >> 8 ^ data[0];
+            const unsigned second = sizeof(Register) == 1 ? data[1] : (crc & 0xFF) ^ data[1];
+            crc = slices[7][first] ^ slices[6][second] ^ slices[5][data[2]] ^ slices[4][data[3]] ^ slices[3][data[4]] ^
+                  slices[2][data[5]] ^ slices[1][data[6]] ^ slices[0][data[7]];
+        }
+        for (; left > 0; --left)
+            crc = oneByte(crc, *data++);
+        return crc;
+    }
+};
+
+void crc8BySlices(benchmark::State& state)
+{
+    static const SlicingBy8<unsigned char, true> slicing(0x8C);
+    sum(state, slicing);
+}
+
+void crc16BySlices(benchmark::State& state)
+{
+    static const SlicingBy8<std::uint16_t, false> slicing(0x1021);
+    if (slicing(message(state)) != Kiv::simpleCRC16(message(state).data(), static_cast<int>(state.range(0)), 0x11021))
+        state.SkipWithError("another checksum");
+    sum(state, slicing);
+}
+
 /// The definition, word for word: shift register and polynomial, a bit at a time.
 [[gnu::noinline]] std::uint32_t bitwiseSum(const Bytes& bytes, std::uint32_t poly)
 {
@@ -115,8 +178,10 @@ void bytes(const std::string& name, Function* function, std::initializer_list<st
 
 const bool areRegistered = [] {
     bytes("CRC-8/kiv", crc8OfKiv, {64, 255});
+    bytes("CRC-8/slicing by 8", crc8BySlices, {64, 255});
     bytes("CRC-8/boost::crc_optimal", crc8OfBoost, {64, 255});
-    bytes("CRC-16/kiv", crc16OfKiv, {8, 255, 65536});
+    bytes("CRC-16/kiv", crc16OfKiv, {8, 64, 255, 65536});
+    bytes("CRC-16/slicing by 8", crc16BySlices, {8, 64, 255, 65536});
     bytes("CRC-16/boost::crc_optimal", crc16OfBoost, {8, 255, 65536});
     bytes("CRC-16/bitwise", crc16Bitwise, {8, 255, 65536});
     bytes("CRC-16 with a new polynomial/kiv", crc16NewOfKiv, {1, 4, 8, 255});

@@ -38,22 +38,29 @@ constexpr PairTable makePairTable()
 
 constexpr PairTable pairTable = makePairTable();
 
-/// The value of each character, already shifted to its place in a pair.
-using DecodingTable = std::array<std::uint16_t, 256>;
+/// The value of each two characters: ten bits of which the first character's are the higher ones. An index has six bits
+/// of each character's distance from the lowest one; the next character's stand in the next byte.
+constexpr unsigned lowestCharacter = '2';
+constexpr unsigned distanceBits = 0x3F;
+using DecodingTable = std::array<std::uint16_t, (distanceBits << 8 | distanceBits) + 1>;
 constexpr std::uint16_t invalidBit = 0x8000;
 
-constexpr DecodingTable makeDecodingTable(unsigned shift)
+constexpr DecodingTable makeDecodingTable()
 {
     DecodingTable table{};
     for (std::uint16_t& value : table)
         value = invalidBit;
-    for (unsigned value = 0; value < 32; ++value)
-        table[static_cast<unsigned char>(EncodingTable[value])] = static_cast<std::uint16_t>(value << shift);
+    for (unsigned first = 0; first < 32; ++first)
+        for (unsigned second = 0; second < 32; ++second)
+        {
+            const unsigned low = static_cast<unsigned char>(EncodingTable[first]) - lowestCharacter;
+            const unsigned high = static_cast<unsigned char>(EncodingTable[second]) - lowestCharacter;
+            table[low | high << 8] = static_cast<std::uint16_t>(first << 5 | second);
+        }
     return table;
 }
 
-constexpr DecodingTable firstOfPair = makeDecodingTable(5);
-constexpr DecodingTable secondOfPair = makeDecodingTable(0);
+constexpr DecodingTable decodingTable = makeDecodingTable();
 
 /// A block stands in the upper 40 bits of a word, so that whole words can be read and written where there is room.
 std::uint64_t loadWord(const unsigned char* bytes)
@@ -77,19 +84,32 @@ void encodeBlock(std::uint64_t word, char* text)
     std::memcpy(text + 6, pairTable.characters[word >> 24 & 1023], 2);
 }
 
-/// Collects in `seen` whether a character was none.
-std::uint64_t decodeBlock(const unsigned char* text, unsigned& seen)
+/// The same byte in all eight of a word.
+constexpr std::uint64_t eightOf(unsigned byte) { return 0x0101010101010101U * byte; }
+
+/// All bits that have come up, which tell whether a character was none.
+struct Seen
 {
-    const auto pair = [text](std::size_t at) {
-        return static_cast<unsigned>(firstOfPair[text[at]] | secondOfPair[text[at + 1]]);
-    };
-    const unsigned first = pair(0);
-    const unsigned second = pair(2);
-    const unsigned third = pair(4);
-    const unsigned fourth = pair(6);
-    seen |= first | second | third | fourth;
-    return std::uint64_t{first} << 54 | std::uint64_t{second} << 44 | std::uint64_t{third} << 34 |
-           std::uint64_t{fourth} << 24;
+    std::uint64_t distances = 0;
+    std::uint64_t values = 0;
+
+    bool isInvalid() const { return (distances & ~eightOf(distanceBits)) != 0 || (values & invalidBit) != 0; }
+};
+
+std::uint64_t decodeBlock(const unsigned char* text, Seen& seen)
+{
+    std::uint64_t characters = 0;
+    std::memcpy(&characters, text, sizeof characters);
+    // A byte too low borrows from the next one, but is seen itself.
+    const std::uint64_t distances = le64toh(characters) - eightOf(lowestCharacter);
+    const std::uint64_t pairs = distances & eightOf(distanceBits);
+    const std::uint64_t first = decodingTable[pairs & 0xFFFF];
+    const std::uint64_t second = decodingTable[pairs >> 16 & 0xFFFF];
+    const std::uint64_t third = decodingTable[pairs >> 32 & 0xFFFF];
+    const std::uint64_t fourth = decodingTable[pairs >> 48];
+    seen.distances |= distances;
+    seen.values |= first | second | third | fourth;
+    return first << 54 | second << 44 | third << 34 | fourth << 24;
 }
 
 std::string encode(const unsigned char* data, std::size_t size, bool omitPadding)
@@ -120,7 +140,7 @@ std::string decode(const unsigned char* text, std::size_t size)
 {
     std::string data(size / blockCharacters * blockBytes + size % blockCharacters * 5 / 8, '\0');
     char* to = data.data();
-    unsigned seen = 0;
+    Seen seen;
     // A whole word fits as long as another block follows.
     for (; size >= 2 * blockCharacters; text += blockCharacters, size -= blockCharacters, to += blockBytes)
         storeWord(to, decodeBlock(text, seen));
@@ -137,7 +157,7 @@ std::string decode(const unsigned char* text, std::size_t size)
         size -= taken;
         to += made;
     }
-    if ((seen & invalidBit) != 0)
+    if (seen.isInvalid())
         data.clear();
     return data;
 }

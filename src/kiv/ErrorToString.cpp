@@ -20,14 +20,14 @@ constexpr const char* unknownText = "Unknown error or invalid error code";
 
 // Codes up to the last one below the flag groups are looked up by index.
 constexpr std::size_t indexedCodes = 0x661 + 1;
-constexpr std::uint8_t noRow = 0xFF;
-static_assert(errorCatalogueSize <= noRow, "a row number must fit into a byte");
+constexpr std::uint8_t unknownRow = errorCatalogueSize;
+static_assert(errorCatalogueSize <= 0xFF, "a row number must fit into a byte");
 
 /// The row of each code; the first row where a code has two.
 constexpr auto rowOfCode = [] {
     std::array<std::uint8_t, indexedCodes> rows{};
     for (std::uint8_t& row : rows)
-        row = noRow;
+        row = unknownRow;
     for (std::size_t row = errorCatalogueSize; row-- > 0;)
     {
         const auto code = static_cast<std::size_t>(errorCatalogue[row].code);
@@ -35,6 +35,15 @@ constexpr auto rowOfCode = [] {
             rows[code] = static_cast<std::uint8_t>(row);
     }
     return rows;
+}();
+
+/// The text of each row, and behind them that of codes without one.
+constexpr auto textOfRow = [] {
+    std::array<const char*, errorCatalogueSize + 1> texts{};
+    for (std::size_t row = 0; row < errorCatalogueSize; ++row)
+        texts[row] = errorCatalogue[row].text;
+    texts[unknownRow] = unknownText;
+    return texts;
 }();
 
 /// The system's text of one errno value, in a bucket's list.
@@ -47,6 +56,9 @@ struct ErrnoText
 
 // Never emptied, so that a text outlives every caller.
 std::array<std::atomic<const ErrnoText*>, 256> errnoTexts{};
+
+// The same texts, of the values that systems have, once they have been asked for.
+std::array<std::atomic<const char*>, 256> usualTexts{};
 
 const ErrnoText* find(const ErrnoText* first, int errnoValue)
 {
@@ -74,7 +86,8 @@ const char* errnoText(int errnoValue)
     return added.release()->text.c_str();
 }
 
-const char* openGroupText(std::uint32_t code)
+// Not inlined: the common case needs no stack.
+[[gnu::noinline]] const char* openGroupText(std::uint32_t code)
 {
     if (code == ERRC_ERRNO_FLAG)
         return errorCatalogue[errorCatalogueSize - 2].text;
@@ -82,7 +95,10 @@ const char* openGroupText(std::uint32_t code)
         return errorCatalogue[errorCatalogueSize - 1].text;
     if ((code & ERRC_ERRNO_FLAG) == 0)
         return unknownText;
-    return errnoText(static_cast<int>(code & ~std::uint32_t{ERRC_ERRNO_FLAG}));
+    const char* const text = errnoText(static_cast<int>(code & ~std::uint32_t{ERRC_ERRNO_FLAG}));
+    if ((code ^ ERRC_ERRNO_FLAG) < usualTexts.size())
+        usualTexts[code ^ ERRC_ERRNO_FLAG].store(text, std::memory_order_release);
+    return text;
 }
 
 } // namespace
@@ -92,9 +108,13 @@ const char* ErrorToString(ErrCode code)
     // Negated as unsigned: 0x80000000 has no positive counterpart.
     const std::uint32_t plain = static_cast<std::int32_t>(code) < 0 ? 0U - code : code;
     if (plain >= indexedCodes)
-        return openGroupText(plain);
-    const std::uint8_t row = rowOfCode[plain];
-    return row != noRow ? errorCatalogue[row].text : unknownText;
+    {
+        const std::uint32_t errnoValue = plain ^ ERRC_ERRNO_FLAG;
+        const char* const known =
+            errnoValue < usualTexts.size() ? usualTexts[errnoValue].load(std::memory_order_acquire) : nullptr;
+        return known != nullptr ? known : openGroupText(plain);
+    }
+    return textOfRow[rowOfCode[plain]];
 }
 
 const char* ErrorToStringPriv(int code)

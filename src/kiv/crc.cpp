@@ -100,35 +100,55 @@ std::uint32_t crcBySlices(const unsigned char* data, int len, const Crc16Slices&
     return crc;
 }
 
-constexpr Crc16Slices slicesFor(std::uint32_t poly)
+/// What `Count` bytes, up to as many as there are slices and at least one, make of the register.
+template<std::size_t Count>
+std::uint32_t crcOfStep(std::uint32_t crc, const unsigned char* data, const NarrowCrc16Slices& slices)
 {
-    Crc16Slices slices{};
-    fillSlices(slices, poly);
-    return slices;
+    std::uint32_t sum = Count == 1 ? crc << 8 & 0xFFFF : 0;
+    for (std::size_t i = 2; i < Count; ++i)
+        sum ^= slices[Count - 1 - i][data[i]];
+    if constexpr (Count > 1)
+        sum ^= slices[Count - 2][(crc & 0xFF) ^ data[1]];
+    return sum ^ slices[Count - 1][crc >> 8 ^ data[0]]; // last: only these two look-ups wait for the step before
+}
+
+std::uint32_t crcBySlices(const unsigned char* data, int len, const NarrowCrc16Slices& slices)
+{
+    std::uint32_t crc = 0;
+    for (; len >= 16; len -= 16, data += 16)
+        crc = crcOfStep<16>(crc, data, slices);
+    if ((len & 8) != 0)
+    {
+        crc = crcOfStep<8>(crc, data, slices);
+        data += 8;
+    }
+    if ((len & 4) != 0)
+    {
+        crc = crcOfStep<4>(crc, data, slices);
+        data += 4;
+    }
+    for (len &= 3; len > 0; --len)
+        crc = crcOfStep<1>(crc, data++, slices);
+    return crc << 16;
 }
 
 // The two polynomials that nearly every protocol uses, x^16 + x^12 + x^5 + 1 and x^16 + x^15 + x^2 + 1: always there.
 constexpr std::uint32_t polynomial1021 = 0x11021U << 15;
 constexpr std::uint32_t polynomial8005 = 0x18005U << 15;
-constexpr Crc16Slices slices1021 = slicesFor(polynomial1021);
-constexpr Crc16Slices slices8005 = slicesFor(polynomial8005);
+constexpr NarrowCrc16Slices slices1021 = narrowSlicesFor(polynomial1021);
+constexpr NarrowCrc16Slices slices8005 = narrowSlicesFor(polynomial8005);
 
 CKeptSlices keptSlices;
-
-const Crc16Slices* slicesOf(std::uint32_t poly, int len)
-{
-    if (poly == polynomial1021)
-        return &slices1021;
-    if (poly == polynomial8005)
-        return &slices8005;
-    return keptSlices.find(poly, len);
-}
 
 std::uint32_t crcOf(const unsigned char* data, int len, std::uint32_t poly)
 {
     if (len == 1) // is done before a table is found
         return crcByBits(data, len, poly);
-    if (const Crc16Slices* const kept = slicesOf(poly, len))
+    if (poly == polynomial1021)
+        return crcBySlices(data, len, slices1021);
+    if (poly == polynomial8005)
+        return crcBySlices(data, len, slices8005);
+    if (const Crc16Slices* const kept = keptSlices.find(poly, len))
         return crcBySlices(data, len, *kept);
     if (len < leastLengthForNibbles)
         return crcByBits(data, len, poly);

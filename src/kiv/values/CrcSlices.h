@@ -15,7 +15,8 @@ template<class Register, std::size_t Count>
 using Slices = std::array<std::array<Register, 256>, Count>;
 
 using Crc8Slices = Slices<unsigned char, 16>;
-using Crc16Slices = Slices<std::uint32_t, 8>;
+using Crc16Slices = Slices<std::uint32_t, 8>;        ///< for a register of up to 32 bits
+using NarrowCrc16Slices = Slices<std::uint16_t, 16>; ///< for one of 16 bits
 
 // The register of simpleCRC16 is kept at the high end of 32 bits, as is the polynomial: its highest term is in bit 31.
 
@@ -42,6 +43,21 @@ constexpr void fillSlices(Crc16Slices& slices, std::uint32_t poly)
     std::uint32_t power = poly << 1;
     for (auto& slice : slices)
         power = fillTable(slice, poly, power);
+}
+
+/// For a polynomial of 16 bits beside its highest term: the lower half of the register would stay empty.
+constexpr NarrowCrc16Slices narrowSlicesFor(std::uint32_t poly)
+{
+    NarrowCrc16Slices slices{};
+    std::uint32_t power = poly << 1;
+    for (auto& slice : slices)
+    {
+        std::array<std::uint32_t, 256> wide{};
+        power = fillTable(wide, poly, power);
+        for (std::size_t byte = 0; byte < wide.size(); ++byte)
+            slice[byte] = static_cast<std::uint16_t>(wide[byte] >> 16);
+    }
+    return slices;
 }
 
 } // namespace Kiv::Crc
