@@ -2,9 +2,10 @@
 #ifndef KIV_PUMPSTATION_GATE_H
 #define KIV_PUMPSTATION_GATE_H
 
-#include <chrono>
-#include <condition_variable>
 #include <mutex>
+
+#include <kiv/Deadline.h>
+#include <kiv/TimedCondition.h>
 
 namespace PumpStation
 {
@@ -23,19 +24,19 @@ public:
     {
         const std::lock_guard<std::mutex> lock(mutex);
         isOpen = true;
-        opened.notify_all();
+        opened.wakeAll();
     }
 
-    /// False if the gate stayed closed for so long.
-    bool waitUntilOpen(std::chrono::milliseconds limit)
+    /// False if the gate stayed closed until then.
+    bool waitUntilOpen(const Kiv::CDeadline& limit)
     {
         std::unique_lock<std::mutex> lock(mutex);
-        return opened.wait_for(lock, limit, [this] { return isOpen; });
+        return opened.wait(lock, limit, [this] { return isOpen; });
     }
 
 private:
     std::mutex mutex;
-    std::condition_variable opened;
+    Kiv::CTimedCondition opened;
     bool isOpen = false;
 };
 

@@ -98,7 +98,7 @@ bool CPumpController::isTurning()
 bool CPumpController::waitUntilSettled()
 {
     for (int waited = 0; waited < slicesOfPatience; ++waited)
-        if (settled.waitUntilOpen(slice))
+        if (settled.waitUntilOpen(Kiv::CDeadline::in(slice)))
             return true;
     return false;
 }
