@@ -42,14 +42,13 @@ std::string configurationText()
     return text;
 }
 
-/// A directory of this process in memory where there is one, with the configuration in it; removed at the end.
+/// A directory of this process with the configuration in it; removed at the end.
 class CScratch
 {
 public:
-    CScratch()
+    explicit CScratch(const std::string& parent)
     {
-        const char* parent = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-        directory = std::string(parent) + "/kiv-ini-bench-" + std::to_string(getpid());
+        directory = parent + "/kiv-ini-bench-" + std::to_string(getpid());
         std::filesystem::create_directory(directory);
         const std::string text = configurationText();
         size = static_cast<std::int64_t>(text.size());
@@ -68,9 +67,17 @@ private:
     std::int64_t size = 0;
 };
 
+/// In memory where that is possible.
 const CScratch& scratch()
 {
-    static const CScratch only;
+    static const CScratch only(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp");
+    return only;
+}
+
+/// On the disk that the benchmark is started on.
+const CScratch& disk()
+{
+    static const CScratch only(std::filesystem::current_path());
     return only;
 }
 
@@ -258,11 +265,11 @@ void readAtFirstKeyFile(benchmark::State& state)
     });
 }
 
-// ---- update
+// ---- update: kiv and GKeyFile replace the file as a whole and flush it, SimpleIni writes over it
 
-void updateKiv(benchmark::State& state)
+void updateKiv(benchmark::State& state, const CScratch& (*place)())
 {
-    const std::string path = scratch().output("kiv");
+    const std::string path = place().output("kiv");
     std::filesystem::copy_file(scratch().input(), path, std::filesystem::copy_options::overwrite_existing);
     Kiv::CIniFile ini(path);
     check(state, ini.load() == 0);
@@ -272,9 +279,9 @@ void updateKiv(benchmark::State& state)
     countBytes(state);
 }
 
-void updateKeyFile(benchmark::State& state)
+void updateKeyFile(benchmark::State& state, const CScratch& (*place)())
 {
-    const std::string path = scratch().output("keyfile");
+    const std::string path = place().output("keyfile");
     SKeyFile ini;
     check(state, ini.load());
     for (auto _ : state)
@@ -282,9 +289,9 @@ void updateKeyFile(benchmark::State& state)
     countBytes(state);
 }
 
-void updateSimpleIni(benchmark::State& state)
+void updateSimpleIni(benchmark::State& state, const CScratch& (*place)())
 {
-    const std::string path = scratch().output("simpleini");
+    const std::string path = place().output("simpleini");
     SSimpleIni ini;
     check(state, ini.load());
     const auto update = [&] { check(state, ini.SaveFile(path.c_str(), false) >= 0); };
@@ -304,6 +311,9 @@ BENCHMARK(readKeyFile)->Name("INI 10,000 random reads/GLib GKeyFile");
 BENCHMARK(readSimpleIni)->Name("INI 10,000 random reads/SimpleIni");
 BENCHMARK(readAtFirstKiv)->Name("INI first 10,000 random reads/kiv");
 BENCHMARK(readAtFirstKeyFile)->Name("INI first 10,000 random reads/GLib GKeyFile");
-BENCHMARK(updateKiv)->Name("INI update 1 MB on tmpfs/kiv");
-BENCHMARK(updateKeyFile)->Name("INI update 1 MB on tmpfs/GLib GKeyFile");
-BENCHMARK(updateSimpleIni)->Name("INI update 1 MB on tmpfs/SimpleIni");
+BENCHMARK_CAPTURE(updateKiv, memory, scratch)->Name("INI update 1 MB on tmpfs/kiv");
+BENCHMARK_CAPTURE(updateKeyFile, memory, scratch)->Name("INI update 1 MB on tmpfs/GLib GKeyFile");
+BENCHMARK_CAPTURE(updateSimpleIni, memory, scratch)->Name("INI update 1 MB on tmpfs/SimpleIni");
+BENCHMARK_CAPTURE(updateKiv, disk, disk)->Name("INI update 1 MB on a disk/kiv")->UseRealTime();
+BENCHMARK_CAPTURE(updateKeyFile, disk, disk)->Name("INI update 1 MB on a disk/GLib GKeyFile")->UseRealTime();
+BENCHMARK_CAPTURE(updateSimpleIni, disk, disk)->Name("INI update 1 MB on a disk/SimpleIni")->UseRealTime();

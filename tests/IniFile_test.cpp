@@ -18,6 +18,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "support/ChildProcess.h"
 #include "support/OpenDescriptors.h"
 #include "support/TemporaryDirectory.h"
 #include "support/WaitUntil.h"
@@ -33,21 +34,6 @@ namespace
 constexpr ErrCode noSuchEntity = 0u - 2u;
 constexpr ErrCode ioError = 0u - 5u;
 constexpr ErrCode noSpaceLeft = 0u - 28u;
-
-int writtenBlocks = 0;
-int refusedBlock = 0; ///< as if the disk were full just then
-
-} // namespace
-
-extern "C" std::size_t fwrite(const void* data, std::size_t size, std::size_t count, std::FILE* file)
-{
-    if (++writtenBlocks == refusedBlock)
-        return errno = ENOSPC, 0;
-    return fwrite_unlocked(data, size, count, file);
-}
-
-namespace
-{
 
 class IniFile : public testing::Test
 {
@@ -71,7 +57,7 @@ protected:
         return bytes();
     }
 
-    const TemporaryDirectory directory;
+    const TemporaryDirectory directory{TemporaryDirectory::inMemory()};
     const std::string path = directory.path() / "test.ini";
 };
 
@@ -246,17 +232,55 @@ TEST_F(IniFile, FullDiskIsToldWhateverTheSizeAndTheModelLives)
         EXPECT_EQ(ini.updateFile(), noSpaceLeft);
         EXPECT_EQ(ini.keyCountInSection("S"), keys);
     }
-    // A disk that is full for a moment refuses one block, and takes what comes at the close.
-    CIniFile ini(path);
-    for (const char* section : {"A", "B", "C"})
-        ini.writeString(ini.addSection(section, "")->sectionName(), "key", std::string(70000, 'x'));
-    for (refusedBlock = 1; refusedBlock <= 4; ++refusedBlock)
-    {
-        writtenBlocks = 0;
-        EXPECT_EQ(ini.updateFile(), noSpaceLeft) << refusedBlock;
-        EXPECT_EQ(writtenBlocks, refusedBlock);
-    }
     EXPECT_EQ(openFiles(), before);
+}
+
+// A writer is killed again and again while somebody else loads the file.
+TEST_F(IniFile, IsNeverSeenOrLeftIncomplete)
+{
+    CIniFile ini(path);
+    for (int i = 0; i < 200; ++i)
+        ini.writeString("S" + std::to_string(i), "key", std::string(100, 'x'));
+    ASSERT_EQ(ini.updateFile(), 0u);
+    const std::string whole = bytes();
+    for (int round = 0; round < 20; ++round)
+    {
+        CChildProcess writer([&] {
+            while (ini.updateFile() == 0)
+            {}
+            return 1;
+        });
+        for (int i = 0; i < 10 * round; ++i)
+            ASSERT_TRUE(bytes() == whole);
+        writer.kill(SIGKILL);
+        EXPECT_EQ(writer.wait(), 128 + SIGKILL);
+        ASSERT_TRUE(bytes() == whole);
+    }
+    EXPECT_EQ(ini.updateFile(), 0u);
+    const std::filesystem::directory_iterator files(directory.path());
+    EXPECT_EQ(std::distance(begin(files), end(files)), 1) << "what the killed ones left is gone";
+}
+
+TEST_F(IniFile, TellsWhetherSomebodyElseChangedTheFile)
+{
+    CIniFile ini(path);
+    EXPECT_FALSE(ini.changedOnDisk()) << "there is none";
+    EXPECT_EQ(ini.load(), noSuchEntity);
+    write("[S]\nk=1\n");
+    EXPECT_TRUE(ini.changedOnDisk()) << "made";
+    EXPECT_EQ(ini.load(), 0u);
+    EXPECT_FALSE(ini.changedOnDisk());
+    write("[S]\nk=12\n");
+    EXPECT_TRUE(ini.changedOnDisk()) << "in place";
+    ini.writeString("S", "k", "3");
+    EXPECT_EQ(ini.updateFile(), 0u);
+    EXPECT_FALSE(ini.changedOnDisk()) << "our own change";
+    CIniFile other(path);
+    other.load();
+    EXPECT_EQ(other.updateFile(), 0u);
+    EXPECT_TRUE(ini.changedOnDisk()) << "replaced by the same bytes";
+    std::filesystem::remove(path);
+    EXPECT_TRUE(ini.changedOnDisk()) << "removed";
 }
 
 TEST_F(IniFile, DeletedKeyIsNoLongerWrittenYetStillFound)

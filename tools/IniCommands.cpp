@@ -1,17 +1,20 @@
 /// kiv ini: INI files as the library's programs read them.
+#include <cstdint>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include <sys/mman.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 
+#include <kiv/FileEdit.h>
 #include <kiv/IniFile.h>
 
 #include "Command.h"
-#include "FileReplacement.h"
 #include "IniCheck.h"
 #include "IniEdit.h"
 #include "IniLines.h"
@@ -106,22 +109,54 @@ void listKeys(const IniOptions& options)
 
 // ---- set
 
-std::string currentText(const IniOptions& options)
+/// How long another one that edits a file of the same folder is waited for.
+constexpr unsigned long lockPatience = 10000;
+
+void requireFile(const IniOptions& options)
 {
     struct stat status = {};
     if (options.file == "-")
         throw badInput("standard input cannot be changed; a file of this name is ./-");
-    if (options.create && stat(options.file.c_str(), &status) != 0)
-        return "";
-    if (stat(options.file.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+    const bool isThere = stat(options.file.c_str(), &status) == 0;
+    if (isThere && !S_ISREG(status.st_mode))
         throw badInput(options.file + " is not a file");
-    return readInput(options.file);
+    if (!isThere && !options.create)
+        throw systemFailure(options.file);
+    if (!isThere && lstat(options.file.c_str(), &status) == 0)
+        throw CToolError(ExitFailed, options.file + ": the symbolic link leads nowhere");
 }
 
-/// The last word has the library: what it reads from the new file must be the setting.
-void requireReadBack(const std::string& path, const IniOptions& options)
+void begin(Kiv::CFileEdit& edit, const std::string& path)
 {
-    Kiv::CIniFile ini(path);
+    const ErrCode code = edit.begin(lockPatience);
+    if (code == 0u - 16u)
+        throw CToolError(ExitFailed, path + ": another program holds the lock of its folder");
+    require(path, static_cast<std::int32_t>(code));
+}
+
+/// A file that only this process has.
+class CMemoryFile
+{
+public:
+    CMemoryFile() : file(memfd_create("kiv", MFD_CLOEXEC)) {}
+    ~CMemoryFile() { close(file); }
+    CMemoryFile(const CMemoryFile&) = delete;
+    CMemoryFile& operator=(const CMemoryFile&) = delete;
+
+    std::string path() const { return "/proc/self/fd/" + std::to_string(file); }
+
+private:
+    int file;
+};
+
+/// The last word has the library: what it reads from the new text must be the setting.
+void requireReadBack(const std::string& text, const IniOptions& options)
+{
+    const CMemoryFile memory;
+    Kiv::CFileEdit edit(memory.path());
+    begin(edit, options.file);
+    require(options.file, static_cast<std::int32_t>(edit.replace(text)));
+    Kiv::CIniFile ini(memory.path());
     require(options.file, ini.load());
     const Kiv::CIniFileKey* key = ini.findKey(options.setting.section, options.setting.key);
     if (key == nullptr || key->value() != options.setting.value)
@@ -131,15 +166,17 @@ void requireReadBack(const std::string& path, const IniOptions& options)
 void setValue(const IniOptions& options)
 {
     requireWritable(options.setting);
-    const CEditLock lock(options.file);
-    const std::string before = currentText(options);
+    requireFile(options);
+    Kiv::CFileEdit edit(options.file);
+    begin(edit, options.file);
+    std::string before;
+    require(options.file, static_cast<std::int32_t>(edit.read(before)));
     loadableLines(options.file, before);
     const std::string after = withSetting(before, options.setting);
     if (after == before)
         return;
-    CFileReplacement replacement(lock, after, options.create);
-    requireReadBack(replacement.path(), options);
-    replacement.commit();
+    requireReadBack(after, options);
+    require(options.file, static_cast<std::int32_t>(edit.replace(after)));
 }
 
 // ---- check

@@ -1,14 +1,14 @@
 #include <kiv/IniFile.h>
 
-#include <cerrno>
+#include <chrono>
 #include <mutex>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include <kiv/Mutex.h>
-#include <kiv/errno_translation.h>
 
+#include "kiv/files/FileUpdate.h"
 #include "kiv/files/LineReader.h"
 #include "kiv/files/NamedList.h"
 
@@ -24,11 +24,10 @@ namespace
 
 constexpr ErrCode codeNoSuchEntity = 2;
 constexpr ErrCode codeIoError = 5;
-constexpr std::size_t writeBlockSize = 65536;
+constexpr ErrCode codeBusy = 16;
+constexpr std::chrono::seconds updatePatience(2); ///< while another writer has its turn
 
 constexpr ErrCode negated(ErrCode code) { return 0u - code; }
-
-ErrCode writeFailure() { return negated(errno != 0 ? errnoToErrCode(errno) : codeIoError); }
 
 /// Gives a variable a value for as long as this object lives, then what it had before.
 template<class T>
@@ -190,11 +189,12 @@ public:
     explicit CIniFilePrivate(const std::string& filePath) : path(filePath) {}
 
     void parse(std::string& line);
-    bool writeTo(std::FILE* file) const;
+    std::string text() const;
 
     const std::string path;
     std::string pendingComment;    ///< waits for a section or key; after load() what stands at the end of the file
     CLineReader* reader = nullptr; ///< of the load() under way
+    CFileStamp onDisk;             ///< the file as load() found it or updateFile() left it
     CNamedList<CIniFileSection> sections;
 
 private:
@@ -242,22 +242,14 @@ void CIniFilePrivate::parseKey(std::string& line)
     pendingComment.clear();
 }
 
-/// Writes block by block; false as soon as one cannot be written, with the reason in errno.
-bool CIniFilePrivate::writeTo(std::FILE* file) const
+std::string CIniFilePrivate::text() const
 {
-    std::string block;
+    std::string all;
     for (const auto& section : sections.items())
-    {
-        section->d->appendTo(block);
-        if (block.size() < writeBlockSize)
-            continue;
-        if (!writeText(file, block))
-            return false;
-        block.clear();
-    }
-    block += pendingComment;
-    block += '\n';
-    return writeText(file, block);
+        section->d->appendTo(all);
+    all += pendingComment;
+    all += '\n';
+    return all;
 }
 
 CIniFile::CIniFile(const std::string& path) : d(std::make_unique<CIniFilePrivate>(path)) {}
@@ -267,6 +259,7 @@ CIniFile::~CIniFile() = default;
 ErrCode CIniFile::load()
 {
     CLineReader reader(d->path);
+    d->onDisk = reader.stamp();
     if (!reader.isOpen())
         return negated(codeNoSuchEntity);
     d->pendingComment.clear();
@@ -284,14 +277,16 @@ ErrCode CIniFile::load()
 
 ErrCode CIniFile::updateFile()
 {
-    FileHandle file(std::fopen(d->path.c_str(), "wte"));
-    if (!file)
-        return negated(codeNoSuchEntity);
-    errno = 0;
-    if (!d->writeTo(file.get()))
-        return writeFailure();
-    return std::fclose(file.release()) == 0 ? 0 : writeFailure();
+    CFileUpdate update(d->path);
+    if (const ErrCode code = update.begin(updatePatience))
+        return code == negated(codeBusy) ? code : negated(codeNoSuchEntity);
+    const ErrCode code = update.replace(d->text());
+    if (code == 0)
+        d->onDisk = update.stamp();
+    return code;
 }
+
+bool CIniFile::changedOnDisk() const { return d->onDisk != CFileStamp::of(d->path); }
 
 ErrCode CIniFile::readLine(std::string& line)
 {

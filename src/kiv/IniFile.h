@@ -134,13 +134,22 @@ public:
     /// What was read before an error or an exception stays in the model. The file is closed in every case.
     ErrCode load();
 
-    /// Writes the whole model over the file, in place: a crash meanwhile leaves a part of it. Does not wait for the
-    /// medium (no fsync).
+    /// Writes the whole model to the file, over whatever stands there by then: ask changedOnDisk() before, if people
+    /// edit the file while the program runs.
     ///
-    /// 0; -2 when the file cannot be created or opened (it stays as it is); the negated code of the system's error when
-    /// writing fails, -28 for a full disk: the file is then incomplete, the model is not touched and can be written
-    /// again.
+    /// The file is replaced as a whole and brought to the medium: at any moment, and whatever ends the program, there
+    /// is the old file or the new one. Owner, mode, access list, extended attributes and symbolic links stay. What
+    /// cannot be replaced is written in place, and what else there is to know of that stands at CFileEdit.
+    ///
+    /// 0; -2 when the file cannot be created or opened for writing; -16 (device or resource busy) when another writer
+    /// has not ended within 2 s; the negated code of the system's error when writing fails, -28 for a full disk. After
+    /// a failure the file is as it was; the model is not touched and can be written again.
     ErrCode updateFile();
+
+    /// True when the file on disk is not the one any more that load() read last or updateFile() has written: somebody
+    /// changed, replaced or removed it, or made one. Also true when only its attributes changed. A change of a few
+    /// bytes in place, within milliseconds of our own, can go unseen.
+    bool changedOnDisk() const;
 
     /// Stores the next line of the file that load() is reading in `line`, its line break included; an empty string at
     /// the end. 0, or -5 on a read error and when no load() is under way.

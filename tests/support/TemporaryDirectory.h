@@ -8,13 +8,17 @@
 #include <string>
 #include <system_error>
 
+#include <unistd.h>
+
 /// Exists, empty at first, while the object lives.
 class TemporaryDirectory
 {
 public:
-    TemporaryDirectory()
+    TemporaryDirectory() : TemporaryDirectory(std::filesystem::temp_directory_path()) {}
+
+    explicit TemporaryDirectory(const std::filesystem::path& parent)
     {
-        std::string name = std::filesystem::temp_directory_path() / "kiv_test_XXXXXX";
+        std::string name = parent / "kiv_test_XXXXXX";
         if (mkdtemp(name.data()) == nullptr)
             throw std::system_error(errno, std::generic_category(), name);
         directory = std::filesystem::canonical(name);
@@ -30,6 +34,12 @@ public:
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
     const std::filesystem::path& path() const { return directory; }
+
+    /// Where files that are brought to the medium thousands of times cost no time, if there is such a place.
+    static std::filesystem::path inMemory()
+    {
+        return access("/dev/shm", W_OK) == 0 ? "/dev/shm" : std::filesystem::temp_directory_path();
+    }
 
 private:
     std::filesystem::path directory;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "kiv/env/unix/helper/SystemCall.h"
+#include "kiv/files/FileStamp.h"
 
 namespace Kiv
 {
@@ -24,6 +25,8 @@ public:
 
     bool isOpen() const { return file != nullptr; }
     bool atEnd() const { return ended; }
+    /// Of the file as it was opened; of none when it is not open.
+    CFileStamp stamp() const { return isOpen() ? CFileStamp::of(fileno(file.get())) : CFileStamp(); }
 
     /// The next line with its line feed; an empty one at the end. False on a read error.
     bool read(std::string& line)
