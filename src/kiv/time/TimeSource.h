@@ -3,9 +3,10 @@
 /// Time is real unless a test has put a source of its own in its place. What that costs is one load and one branch that
 /// is never taken, where a clock is read or a thread begins to wait.
 ///
-/// Three things stay on real time whatever the source: the limits of a process that ends or crashes and of what waits
-/// for a log that stands (env/unix/diag), since nobody moves a virtual clock then; the microseconds that the message
-/// queue spins before it sleeps; and the times in log records, which are log4cplus's.
+/// These stay on real time whatever the source: the limits of a process that ends or crashes and of what waits for a
+/// log that stands (env/unix/diag), since nobody moves a virtual clock then; short waits for another process, which
+/// holds a file's lock or is about to grant access to one; the microseconds that the message queue spins before it
+/// sleeps; and the times in log records, which are log4cplus's.
 #ifndef KIV_TIMESOURCE_H
 #define KIV_TIMESOURCE_H
 
