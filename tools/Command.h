@@ -82,6 +82,7 @@ void addHoursCommands(CLI::App& program);
 void addCrcCommand(CLI::App& program);
 void addBase32Command(CLI::App& program);
 void addPathsCommand(CLI::App& program);
+void addLookCommand(CLI::App& program);
 
 } // namespace Tool
 

@@ -57,10 +57,10 @@ public:
 
     ~CStateMachineTracePrivate() override { disconnect_all(); }
 
-    std::vector<TraceRecord> records() const
+    std::vector<TraceRecord> told(const std::vector<RawTraceRecord>& records) const
     {
         std::vector<TraceRecord> result;
-        for (const RawTraceRecord& raw : ring.records())
+        for (const RawTraceRecord& raw : records)
             result.push_back({raw.time_ns, raw.threadId, raw.type, raw.eventNo,
                               raw.subject ? describe(subjects.at(raw.subject)) : std::string()});
         return result;
@@ -136,7 +136,15 @@ std::size_t CStateMachineTrace::capacity() const { return d->ring.capacity(); }
 
 std::uint64_t CStateMachineTrace::lostRecords() const { return d->ring.lost(); }
 
-std::vector<TraceRecord> CStateMachineTrace::records() const { return d->records(); }
+std::vector<TraceRecord> CStateMachineTrace::records() const { return d->told(d->ring.records()); }
+
+std::vector<TraceRecord> CStateMachineTrace::recordsSince(std::uint64_t& position, std::uint64_t& lost) const
+{
+    const std::uint64_t begin = position;
+    std::vector<TraceRecord> result = d->told(d->ring.recordsFrom(position));
+    lost = position - begin - result.size();
+    return result;
+}
 
 std::string CStateMachineTrace::toText() const { return traceText(d->ring.records(), d->subjects); }
 

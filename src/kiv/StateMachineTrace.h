@@ -81,6 +81,11 @@ public:
     /// What is in the ring, ordered by time. Records that are made meanwhile may be in it or not.
     std::vector<TraceRecord> records() const;
 
+    /// What was recorded since an earlier call, in the order of recording, for a reader that follows the machine.
+    /// `position` is 0 at first and moves on; `lost` is how many were made meanwhile that are no longer there, or not
+    /// yet complete.
+    std::vector<TraceRecord> recordsSince(std::uint64_t& position, std::uint64_t& lost) const;
+
     /// The records as text, one line each: seconds of the monotonic clock, the thread in brackets, and what happened.
     std::string toText() const;
 

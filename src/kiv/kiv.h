@@ -18,6 +18,7 @@
 #include <kiv/GpioLine.h>
 #include <kiv/HourMeter.h>
 #include <kiv/IniFile.h>
+#include <kiv/Inspection.h>
 #include <kiv/KivDateTime.h>
 #include <kiv/LinuxPWMChip.h>
 #include <kiv/Macho.h>

@@ -72,16 +72,28 @@ public:
     /// What is there, the earliest first; of equal times in the order of their making.
     std::vector<RawTraceRecord> records() const
     {
+        std::uint64_t begin = 0;
+        std::vector<RawTraceRecord> result = recordsFrom(begin);
+        std::stable_sort(result.begin(), result.end(), [](const RawTraceRecord& left, const RawTraceRecord& right) {
+            return left.time_ns < right.time_ns;
+        });
+        return result;
+    }
+
+    /// What is there from the record with number `position` on, in the order of their making; `position` moves behind
+    /// the last one. What is just being written is not waited for.
+    std::vector<RawTraceRecord> recordsFrom(std::uint64_t& position) const
+    {
         const std::uint64_t end = next.load(std::memory_order_acquire);
-        std::uint64_t number = std::max(first.load(std::memory_order_relaxed), end > capacity() ? end - capacity() : 0);
+        const std::uint64_t kept =
+            std::max(first.load(std::memory_order_relaxed), end > capacity() ? end - capacity() : 0);
+        std::uint64_t number = std::max(position, kept);
         std::vector<RawTraceRecord> result;
         result.reserve(static_cast<std::size_t>(end - std::min(number, end)));
         for (RawTraceRecord record; number < end; ++number)
             if (read(number, record))
                 result.push_back(record);
-        std::stable_sort(result.begin(), result.end(), [](const RawTraceRecord& left, const RawTraceRecord& right) {
-            return left.time_ns < right.time_ns;
-        });
+        position = end;
         return result;
     }
 

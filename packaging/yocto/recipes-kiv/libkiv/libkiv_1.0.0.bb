@@ -11,7 +11,7 @@ SRC_URI = "${KIV_SOURCE}"
 SRCREV ?= "${AUTOREV}"
 S = "${WORKDIR}/git"
 
-# Qt 5 comes from the layer meta-qt5, log4cplus and CLI11 from meta-openembedded.
+# Qt 5 comes from the layer meta-qt5, log4cplus, CLI11 and nlohmann-json from meta-openembedded.
 DEPENDS = "qtbase log4cplus boost"
 
 inherit cmake pkgconfig
@@ -22,9 +22,9 @@ EXTRA_OECMAKE = " \
     -DKIV_BUILD_TOOLS=${@bb.utils.contains('PACKAGECONFIG', 'tools', 'ON', 'OFF', d)} \
 "
 
-# tools: the program kiv, header-only CLI11. sim: kiv-board, for images that are tested without their hardware.
+# tools: the program kiv, header-only CLI11 and nlohmann-json. sim: kiv-board, for images that are tested without their hardware.
 PACKAGECONFIG ??= "tools"
-PACKAGECONFIG[tools] = ",,cli11"
+PACKAGECONFIG[tools] = ",,cli11 nlohmann-json"
 PACKAGECONFIG[sim] = ",,fuse3,fuse3"
 
 # The udev rule is of use without the programs; its group is made when the image is.
