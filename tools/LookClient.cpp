@@ -99,14 +99,14 @@ std::string CLookClient::nextLine(int timeoutMs)
             throw CToolError(ExitFailed, name + " is gone");
         received.append(bytes, static_cast<std::size_t>(count));
     }
-    const std::string line = received.substr(0, end);
+    std::string line = received.substr(0, end);
     received.erase(0, end + 1);
     return line;
 }
 
 std::string CLookClient::answer()
 {
-    const std::string line = nextLine(answerMs);
+    std::string line = nextLine(answerMs);
     if (line.empty())
         throw CToolError(ExitFailed, name + " does not answer");
     return line;

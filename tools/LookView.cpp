@@ -167,7 +167,7 @@ void CLookTrace::take(const json& changesLine)
                 add("e", subject, "state", last, process, thread);
             }
             else if (what == "fired" || what == "handled" || what == "dropped")
-                add("i", what + ' ' + subject, what, last, process, thread);
+                add("i", std::string(what).append(" ").append(subject), what, last, process, thread);
         }
     }
 }

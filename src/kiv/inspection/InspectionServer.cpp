@@ -18,7 +18,7 @@ namespace
 
 constexpr std::size_t mostClients = 8;
 constexpr std::size_t longestRequest = 255;
-constexpr std::size_t mostWaiting = 1024 * 1024;
+constexpr std::size_t mostWaiting = std::size_t{1} << 20;
 constexpr std::chrono::seconds patience{5};
 constexpr int changesMsecs = 50;
 
