@@ -148,8 +148,8 @@ private:
         }
         const char* const category = isDrop(record.type) ? "dropped" : isOfEvent(record.type) ? "event" : "transition";
         add("\"ph\":\"i\",\"s\":\"t\",\"cat\":\"" + std::string(category) +
-            "\",\"name\":" + jsonString((isDrop(record.type) ? "dropped " : "") + name) + "," + threadOf(record.threadId) +
-            "," + timeOf(record.time_ns) + ",\"args\":{" + arguments + "}");
+            "\",\"name\":" + jsonString((isDrop(record.type) ? "dropped " : "") + name) + "," +
+            threadOf(record.threadId) + "," + timeOf(record.time_ns) + ",\"args\":{" + arguments + "}");
     }
 
     const std::vector<RawTraceRecord>& records;
