@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
@@ -25,30 +26,60 @@ inline std::atomic<bool> countsAllocations{false};
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
-/// Reports the allocations per iteration of a benchmark as its counter "allocs".
+/// The pass of its own, of a few iterations, in which Google Benchmark has the allocations of a benchmark counted: in the
+/// passes that are timed nothing is.
+class CCountingPass final : public benchmark::MemoryManager
+{
+public:
+    static constexpr std::int64_t notCounted = -1;
+
+    static CCountingPass& instance()
+    {
+        static CCountingPass pass;
+        return pass;
+    }
+
+    void Start() override
+    {
+        isUnderWay = true;
+        counted = notCounted;
+    }
+
+    void Stop(Result& result) override
+    {
+        isUnderWay = false;
+        result.num_allocs = counted;
+    }
+
+    void Stop(Result* result) override { Stop(*result); }
+
+    bool isUnderWay = false;
+    std::int64_t counted = notCounted;
+};
+
+inline const bool countingPassIsRegistered = (benchmark::RegisterMemoryManager(&CCountingPass::instance()), true);
+
+/// Stands around the loop of a benchmark whose allocations are to be counted; scripts/bench shows those of an iteration.
 class CAllocationCounter
 {
 public:
-    explicit CAllocationCounter(benchmark::State& benchmarkState) : state(benchmarkState), before(allocationCount)
+    explicit CAllocationCounter(benchmark::State&) : before(allocationCount)
     {
-        countsAllocations = true;
+        countsAllocations = CCountingPass::instance().isUnderWay;
     }
     ~CAllocationCounter()
     {
-        countsAllocations = false;
-        state.counters["allocs"] =
-            benchmark::Counter(static_cast<double>(allocationCount - before), benchmark::Counter::kAvgIterations);
+        if (countsAllocations.exchange(false))
+            CCountingPass::instance().counted = static_cast<std::int64_t>(allocationCount - before);
     }
     CAllocationCounter(const CAllocationCounter&) = delete;
     CAllocationCounter& operator=(const CAllocationCounter&) = delete;
 
 private:
-    benchmark::State& state;
     std::size_t before;
 };
 
-/// Reports the allocations of one call as the counter "allocs": for work that allocates so much that counting in the
-/// timed loop would be noticed there.
+/// Reports the allocations of one call, made before or after the timed loop, as the counter "allocs".
 template<class Work>
 void countAllocationsOf(benchmark::State& state, const Work& work)
 {
