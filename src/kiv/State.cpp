@@ -5,6 +5,8 @@
 #include <kiv/StateMachine.h>
 #include <kiv/Transition.h>
 
+#include "kiv/machine/Walk.h"
+
 namespace Kiv
 {
 
@@ -69,21 +71,9 @@ CAbstractState* CAbstractState::commonParentState(CAbstractState* other) const
     return mine == theirs ? mine : nullptr;
 }
 
-void CAbstractState::enter()
-{
-    active.store(true, std::memory_order_release);
-    emitEntered();
-    onEntry();
-    if (CStateMachine* known = machineCache.load(std::memory_order_relaxed))
-        known->notifyStateEntry(this);
-}
+void CAbstractState::enter() { CWalk::enter(*this); }
 
-void CAbstractState::exit()
-{
-    onExit();
-    emitExited();
-    active.store(false, std::memory_order_release);
-}
+void CAbstractState::exit() { CWalk::exit(*this); }
 
 void CAbstractState::doProcessing()
 {
@@ -121,8 +111,18 @@ void CState::addState(CAbstractState* child)
         child->isListed = true;
     }
     child->parentGroup = this;
+    noteTreeChange();
     if (child->kind == StateTypeFinal)
         finalState = child;
+}
+
+/// Ways that were found before are looked for anew. The numbers are those of the process, so that a way through one
+/// machine's tree is never taken for one through another's.
+void CAbstractState::noteTreeChange()
+{
+    static std::atomic<std::uint64_t> changes{0};
+    if (CStateMachine* const owner = isMachine ? static_cast<CStateMachine*>(this) : machine())
+        owner->treeVersion = changes.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
 void CState::setChildMode(eChildMode childMode)
@@ -194,7 +194,7 @@ void CState::onFinalEntered()
 
 void CState::onEntry()
 {
-    logHook("onEntry");
+    CWalk::log(*this, "onEntry");
     CState* const group = parentState();
     if (group && group->mode == ChildModeExclusive)
         group->setActiveChild(this);
@@ -207,28 +207,30 @@ void CState::enterChildren()
     if (mode == ChildModeParallel)
     {
         for (CAbstractState* child : childStates)
-            child->enter();
+            CWalk::enter(*child);
         return;
     }
     if (!currentChild())
         setActiveChild(initial);
     if (CAbstractState* child = currentChild())
-        child->enter();
+        CWalk::enter(*child);
 }
 
 void CState::onExit()
 {
     if (CState* const group = parentState())
         group->setActiveChild(nullptr);
-    if (mode == ChildModeExclusive)
+    if (mode == ChildModeParallel)
+    {
+        for (CAbstractState* child : childStates)
+            CWalk::exit(*child);
+    }
+    else if (currentChild())
     {
         leaveActiveChild();
         setActiveChild(nullptr);
     }
-    else
-        for (CAbstractState* child : childStates)
-            child->exit();
-    logHook("onExit");
+    CWalk::log(*this, "onExit");
 }
 
 /// What a receiver fires meanwhile may enter another child, which then is the active one.
@@ -240,7 +242,7 @@ void CState::leaveActiveChild()
     rememberActiveChild();
     // A history state that had nothing to enter stands here itself; it is never left.
     if (child->stateType() != StateTypeHistory)
-        child->exit();
+        CWalk::exit(*child);
     if (currentChild() == child)
         setActiveChild(nullptr);
 }
@@ -267,7 +269,7 @@ CFinalState::CFinalState(const std::string& name, CState* parent) : CAbstractSta
 
 void CFinalState::onEntry()
 {
-    logHook("onEntry");
+    CWalk::log(*this, "onEntry");
     CState* const group = parentState();
     if (!group)
         return;
@@ -312,7 +314,7 @@ bool CHistoryState::standsInACircle() const
 
 void CHistoryState::onEntry()
 {
-    logHook("onEntry");
+    CWalk::log(*this, "onEntry");
     CState* const group = parentState();
     if (group && standsInACircle())
         return;
@@ -322,7 +324,7 @@ void CHistoryState::onEntry()
     // The machine itself is never entered, so for its own history it counts as active.
     if (group->isActive() || group->isMachine)
         return rememberedChild->enter();
-    group->setActiveChild(rememberedChild);
+    group->presetChild(rememberedChild);
     group->enter();
 }
 

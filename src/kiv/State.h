@@ -13,10 +13,13 @@
 namespace Kiv
 {
 
+class CActiveMarks;
+class CEventTable;
 class CHistoryState;
 class CState;
 class CStateMachine;
 class CTransition;
+class CWalk;
 
 /// What kind of state an object is; fixed at construction.
 enum eStateType : int
@@ -123,18 +126,24 @@ protected:
     void logHook(const char* hook) const;
 
 private:
+    friend class CEventTable;
     friend class CHistoryState;
     friend class CState;
     friend class CStateMachine;
+    friend class CTransition;
+    friend class CWalk;
 
+    KIV_LOCAL void noteTreeChange();
     KIV_LOCAL void takeOut(const CState* asGroup);
 
     CState* parentGroup;
     eStateType kind;
     bool isMachine = false;
     bool isListed = false; // by its parent, which is not about to delete it
+    bool isPlain = false;  // a CState and no class derived from it, known from the machine's start on
     std::string stateName;
     mutable std::atomic<CStateMachine*> machineCache{nullptr};
+    CActiveMarks* activeMarks = nullptr; // follow `active`, where the machine has an event with many transitions
     std::atomic<bool> active{false};
     bool doActivityEnabled = false;
 };
@@ -236,6 +245,9 @@ private:
     friend class CTransition;
 
     void setActiveChild(CAbstractState* state) { activeChild.store(state, std::memory_order_relaxed); }
+
+    /// Says where the next entry of the group goes; that entry makes it the active child.
+    void presetChild(CAbstractState* state) { setActiveChild(state); }
     KIV_LOCAL void enterChildren();
     KIV_LOCAL void leaveActiveChild();
     KIV_LOCAL void rememberActiveChild();
@@ -246,7 +258,9 @@ private:
     KIV_LOCAL void deleteTree();
 
     CAbstractState* initial = nullptr;
-    std::atomic<CAbstractState*> activeChild{nullptr}; // may be preset to steer an entry
+    // The child that is active. Between presetChild(), by a transition into the group or a history state, and the entry
+    // that follows it, the child which that entry goes to.
+    std::atomic<CAbstractState*> activeChild{nullptr};
     CAbstractState* finalState = nullptr;
     eChildMode mode = ChildModeExclusive;
     std::vector<CAbstractState*> childStates;

@@ -157,7 +157,10 @@ public:
     sigslot::signal1<CTransition*> sigTransitionDropped;
 
 private:
+    friend class CAbstractState;
     friend class CState;
+    friend class CTransition;
+    friend class CWalk;
     friend class StateMachinePrivate;
 
     KIV_LOCAL void leaveTopState();
@@ -166,6 +169,7 @@ private:
 
     std::unique_ptr<StateMachinePrivate> d;
     bool logging = false;
+    std::uint64_t treeVersion = 0; // another one after each change; 0 without states
 };
 
 } // namespace Kiv

@@ -1,7 +1,11 @@
 #include <kiv/Transition.h>
 
+#include <typeinfo>
+
 #include <kiv/State.h>
 #include <kiv/StateMachine.h>
+
+#include "kiv/machine/Walk.h"
 
 namespace Kiv
 {
@@ -30,28 +34,11 @@ void CTransition::postTriggerEvent()
         owner->queueTransitionTriggerEvent(this);
 }
 
-void CTransition::doTrigger()
-{
-    if (!mayFire())
-        return;
-    if (targetState->parentState() == sourceState->parentState())
-        return fireWithinGroup();
-    CAbstractState* const common = sourceState->commonParentState(targetState);
-    if (!common)
-        refuse("source and target have no common parent state!!!");
-    else if (common == targetState)
-        refuse("target state contains the source state!!!");
-    else
-        fireAcross(common);
-}
+void CTransition::doTrigger() { CWalk::fire(*this); }
 
-bool CTransition::mayFire()
+void CTransition::refuseUnready()
 {
-    if (!sourceState)
-        return refuse("No source state!!!");
-    if (!targetState)
-        return refuse("No target state!!!");
-    return sourceState->isActive() || refuse("source state not active!!!");
+    refuse(!sourceState ? "No source state!!!" : !targetState ? "No target state!!!" : "source state not active!!!");
 }
 
 bool CTransition::refuse(const char* reason)
@@ -62,32 +49,51 @@ bool CTransition::refuse(const char* reason)
     return false;
 }
 
-void CTransition::fireWithinGroup()
+/// Null when the way was found, else why there is none.
+const char* CTransition::findWay()
 {
-    logTransition();
-    sourceState->exit();
-    onTransition();
-    emitTriggered();
-    targetState->enter();
+    CState* const group = sourceState->parentState();
+    if (targetState->parentState() == group)
+        way = {sourceState, targetState, group};
+    else
+    {
+        CAbstractState* const common = sourceState->commonParentState(targetState);
+        if (!common)
+            return "source and target have no common parent state!!!";
+        if (common == targetState)
+            return "target state contains the source state!!!";
+        way = {common == sourceState ? sourceState : below(common, sourceState), below(common, targetState), common};
+    }
+    const CStateMachine* const owner = machine();
+    wayAsOf = owner ? owner->treeVersion : 0;
+    isPlain = typeid(*this) == typeid(CTransition);
+    return nullptr;
 }
 
-void CTransition::fireAcross(CAbstractState* common)
+/// The state directly below `common` that is or contains `state`; null if `common` does not contain it.
+CAbstractState* CTransition::below(const CAbstractState* common, CAbstractState* state)
 {
-    logTransition();
-    CAbstractState* leaving = sourceState;
-    while (leaving != common && leaving->parentState() != common)
-        leaving = leaving->parentState();
-    leaving->exit();
-    onTransition();
-    emitTriggered();
-    // Presets the way down from the common parent, which the entry of the topmost state then follows.
-    CAbstractState* entering = targetState;
-    for (CState* group = entering->parentState(); group != common; group = entering->parentState())
-    {
-        group->setActiveChild(entering);
-        entering = group;
-    }
-    entering->enter();
+    while (state && state->parentState() != common)
+        state = state->parentState();
+    return state;
+}
+
+/// Says where the groups on the way down shall go, so that entering the outermost state leads to the target.
+void CTransition::presetWay()
+{
+    for (CAbstractState* state = targetState; state != way.entered; state = state->parentState())
+        state->parentState()->presetChild(state);
+}
+
+/// What left the source has given the transition another target.
+void CTransition::enterNewTarget()
+{
+    if (!targetState)
+        return;
+    CAbstractState* const found = below(way.common, targetState);
+    way.entered = found ? found : targetState;
+    presetWay();
+    CWalk::enter(*way.entered);
 }
 
 void CTransition::logTransition()

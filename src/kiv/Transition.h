@@ -3,6 +3,7 @@
 #ifndef KIV_TRANSITION_H
 #define KIV_TRANSITION_H
 
+#include <cstdint>
 #include <string>
 
 #include <kiv/kiv_export.h>
@@ -14,6 +15,7 @@ namespace Kiv
 class CAbstractState;
 class CState;
 class CStateMachine;
+class CWalk;
 
 /// Moves the machine from its source state to its target state.
 ///
@@ -49,7 +51,11 @@ public:
     CTransition& operator=(const CTransition&) = delete;
 
     /// A target must be set before the transition can fire.
-    void setTargetState(CAbstractState* state) { targetState = state; }
+    void setTargetState(CAbstractState* state)
+    {
+        targetState = state;
+        wayAsOf = 0;
+    }
 
     /// Null as long as none is set.
     CState* source() const { return sourceState; }
@@ -88,13 +94,29 @@ public:
     sigslot::signal1<CTransition*> sigTriggered; ///< the transition fired: source left, target not yet entered
 
 private:
-    KIV_LOCAL bool mayFire();
+    friend class CStateMachine;
+    friend class CWalk;
+
+    /// From source to target through the tree.
+    struct Way
+    {
+        CAbstractState* left;    // the outermost state that is left
+        CAbstractState* entered; // the outermost state that is entered
+        CAbstractState* common;  // the parent of both
+    };
+
+    KIV_LOCAL const char* findWay();
     KIV_LOCAL bool refuse(const char* reason);
-    KIV_LOCAL void fireWithinGroup();
-    KIV_LOCAL void fireAcross(CAbstractState* common);
+    KIV_LOCAL void refuseUnready();
+    KIV_LOCAL void presetWay();
+    KIV_LOCAL void enterNewTarget();
+    KIV_LOCAL static CAbstractState* below(const CAbstractState* common, CAbstractState* state);
 
     CAbstractState* targetState = nullptr;
     CState* sourceState;
+    Way way{};
+    std::uint64_t wayAsOf = 0; // the version of the machine's tree for which the way was found; 0 for none
+    bool isPlain = false;      // a CTransition and no class derived from it, known with the way
     std::string transitionName;
 };
 

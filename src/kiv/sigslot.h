@@ -139,6 +139,9 @@ public:
     /// True when an emission would call `receiver`.
     bool is_connected(const receiver_type* receiver);
 
+    /// True when an emission would call anybody; asked without the lock, as every emission does first.
+    bool is_connected() const { return connected.load(std::memory_order_relaxed); }
+
     /// Called for a receiver that is unhooking itself: drops its connections without calling it back.
     virtual void slot_disconnect(receiver_type* receiver);
 
@@ -166,9 +169,6 @@ protected:
     };
 
     _signal_base() = default;
-
-    /// Asked without the lock.
-    bool has_connections() const { return connected.load(std::memory_order_relaxed); }
 
     const std::vector<connection>& in_order() const { return connections; }
 
@@ -380,7 +380,7 @@ public:
     /// there is nothing then that the lock would keep in order.
     void operator()(Arg arg)
     {
-        if (this->has_connections())
+        if (this->is_connected())
             this->call_all(arg);
     }
 

@@ -66,6 +66,7 @@ void CState::deleteTree()
 
 void CState::forget(const CAbstractState* child)
 {
+    noteTreeChange();
     eraseLast(child->kind == StateTypeHistory ? histories : childStates, child);
     if (initial == child)
         initial = nullptr;

@@ -1,0 +1,105 @@
+/// Which transitions an event fires; private.
+///
+/// Most events have a few transitions, which are simply tried. A row of many keeps, from the start of the machine on, a
+/// bit for each transition whose source is active, so that an event costs what it fires and not what is registered.
+/// The states set and clear these bits when they are entered and left.
+#ifndef KIV_EVENTTABLE_H
+#define KIV_EVENTTABLE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include <kiv/State.h>
+#include <kiv/Transition.h>
+
+namespace Kiv
+{
+
+/// The transitions of one event number, in the order of registration. Aligned so that finding it is a shift.
+struct alignas(64) EventRow
+{
+    std::vector<CTransition*> transitions;
+    std::size_t markedCount = 0; ///< how many of them have a bit; those that were registered later have none
+    std::vector<std::uint64_t> marks;
+};
+
+/// The bits of a state: where they are in the rows of the events that its transitions are registered for.
+class CActiveMarks
+{
+public:
+    void set(bool active)
+    {
+        for (const Place& place : places)
+        {
+            if (active)
+                *place.word |= place.bit;
+            else
+                *place.word &= ~place.bit;
+        }
+    }
+
+private:
+    friend class CEventTable;
+
+    struct Place
+    {
+        std::uint64_t* word;
+        std::uint64_t bit;
+    };
+
+    CAbstractState* state = nullptr;
+    std::vector<Place> places;
+};
+
+/// The rows of a machine.
+class CEventTable
+{
+public:
+    void add(unsigned char eventNo, CTransition* transition);
+    void remove(const CTransition* transition);
+    void clear();
+
+    /// Gives bits to the rows of many transitions; their sources' states must not change meanwhile.
+    void mark();
+
+    std::vector<unsigned char> eventsOf(const CTransition* transition) const;
+    std::vector<CTransition*> transitionsOf(unsigned char eventNo) const;
+
+    /// Calls `fire` for each transition whose turn comes; with `all` also for those whose source is not active, which
+    /// changes nothing but the log. Rows may grow meanwhile.
+    template<class All, class Fire>
+    void forEach(unsigned char eventNo, All all, Fire fire)
+    {
+        for (std::size_t i = 0; i < sizeOf(eventNo); ++i)
+        {
+            if (i < rows[eventNo].markedCount && !all())
+            {
+                i = nextMarked(rows[eventNo], i);
+                if (i >= sizeOf(eventNo))
+                    return;
+            }
+            fire(*rows[eventNo].transitions[i]);
+        }
+    }
+
+private:
+    std::size_t sizeOf(unsigned char eventNo) const
+    {
+        return eventNo < rowCount ? rows[eventNo].transitions.size() : 0;
+    }
+
+    static std::size_t nextMarked(const EventRow& row, std::size_t from);
+    void unmark();
+    void mark(EventRow& row);
+    CActiveMarks& marksOf(CAbstractState& state);
+
+    std::vector<EventRow> rows;
+    std::size_t rowCount = 0;
+    std::vector<std::unique_ptr<CActiveMarks>> marked;
+};
+
+} // namespace Kiv
+
+#endif

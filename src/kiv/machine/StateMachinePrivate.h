@@ -1,0 +1,101 @@
+/// The private part of a state machine: queue, table and loop, and the worker that turns the loop.
+///
+/// Threads: the queue is the way in for other threads. `handOver` guards who leaves the active state when stop() and the
+/// worker meet: the worker marks itself done under it, and stop() either finds it done or leaves the exit to it. A
+/// stop() from a hook on the worker always leaves it to the worker: the hook stands in the middle of a walk.
+#ifndef KIV_STATEMACHINEPRIVATE_H
+#define KIV_STATEMACHINEPRIVATE_H
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <kiv/StateMachine.h>
+#include <kiv/Thread.h>
+#include <kiv/Transition.h>
+
+#include "kiv/env/qt/core/MsgQueue.h"
+#include "kiv/machine/EventTable.h"
+
+namespace Kiv
+{
+
+/// A queued transition, or without one an event number.
+struct Event
+{
+    unsigned char event = 0;
+    CTransition* transition = nullptr;
+};
+
+class StateMachinePrivate : public CThread
+{
+public:
+    StateMachinePrivate(CStateMachine* owner, CStateMachine::eProcessingType type)
+        : CThread("TinySimpleFSMThread", 3), machine(owner), processingType(type)
+    {}
+
+    // ---- the way of an event
+
+    void post(const Event& event);
+    void process();
+    void handle(unsigned char eventNo);
+
+    /// Nothing that is queued or registered fires the transition any more.
+    void withdraw(const CTransition* transition);
+
+    /// Finds out what can be known before the first event.
+    void prepare();
+
+    // ---- the worker
+
+    bool isAsync() const { return processingType == CStateMachine::ProcessingAsync; }
+    bool isWorker() const;
+    bool isWorking();
+    void startWorker();
+
+    /// True when the caller has to leave the active state, false when the worker will.
+    bool stopWorker();
+
+    /// The worker takes nothing more from the queue.
+    void requestWorkerEnd();
+
+    /// Waits for a hook in progress as long as that takes, but a process that exits must come to its end. False if the
+    /// worker has not come to its first step: its thread stands in the log and will find nothing to do.
+    bool endWorker();
+
+    CStateMachine* const machine;
+    CEventTable table;
+    cb::Callback1<void, const std::string&> logCallback;
+    std::atomic<std::uint64_t> dropped{0};
+    CMsgQueue<Event> queue{64};
+
+    // The tree that a machine leaves behind when its worker exits the process from within a hook.
+    std::vector<CAbstractState*> leftStates;
+    std::vector<CAbstractState*> leftHistories;
+    std::vector<CTransition*> leftTransitions;
+
+private:
+    void run() override;
+    void drop(const Event& event);
+    bool take(Event& event);
+    void requestWorkerStop();
+    void setWorking(bool begins);
+    void markWorking(bool begins);
+    void waitUntilFinished();
+    bool begins();
+    bool neverBegins();
+
+    const CStateMachine::eProcessingType processingType;
+    CTransition nothing{nullptr}; // stands in the queue for a transition that has gone; never fires
+    std::atomic<bool> abandonQueue{false};
+    CPlainMutex handOver; // guards those below
+    bool working = false;
+    bool exitByWorker = false;
+    bool hasBegun = false;
+    bool isLeftBehind = false;
+};
+
+} // namespace Kiv
+
+#endif
