@@ -96,6 +96,64 @@ void dispatch(benchmark::State& state, unsigned char first, unsigned char second
 void toggleKiv(benchmark::State& state) { dispatch(state, eventToA2, eventToA1); }
 void crossKiv(benchmark::State& state) { dispatch(state, eventToB, eventToA); }
 
+/// Each event through the queue and a processing pass of its own.
+void postAndProcess(benchmark::State& state)
+{
+    CSubject subject;
+    subject.machine.start();
+    CAllocationCounter allocations(state);
+    for (auto _ : state)
+    {
+        subject.machine.postEvent(eventToA2);
+        subject.machine.process();
+        subject.machine.postEvent(eventToA1);
+        subject.machine.process();
+    }
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * 2);
+}
+
+/// One event fires in each of `regions` parallel regions of five states in a ring, whose transitions all have its number.
+void dispatchToRegions(benchmark::State& state)
+{
+    Kiv::CStateMachine machine;
+    auto* all = new Kiv::CState("all", &machine);
+    all->setChildMode(Kiv::CState::ChildModeParallel);
+    machine.setInitialState(all);
+    for (int64_t region = 0; region < state.range(0); ++region)
+    {
+        auto* ring = new Kiv::CState("ring", all);
+        std::vector<Kiv::CState*> states;
+        for (int i = 0; i < 5; ++i)
+            states.push_back(new Kiv::CState("state", ring));
+        ring->setInitialState(states[0]);
+        for (std::size_t i = 5; i-- > 0;) // the last link first
+            states[i]->addEventTransitionTo(states[(i + 1) % 5], eventToA);
+    }
+    machine.start();
+    for (auto _ : state)
+        machine.processEvent(eventToA);
+    state.counters["transitions"] = static_cast<double>(state.range(0)) * 5;
+    machine.stop();
+}
+
+/// One of `transitions` that have the same event number can fire.
+void dispatchAmong(benchmark::State& state)
+{
+    Kiv::CStateMachine machine;
+    auto* idle = new Kiv::CState("idle", &machine);
+    machine.setInitialState(idle);
+    for (int64_t i = 1; i < state.range(0); ++i)
+    {
+        auto* other = new Kiv::CState("other", &machine);
+        other->addEventTransitionTo(idle, eventToA);
+    }
+    idle->addEventTransitionTo(idle, eventToA);
+    machine.start();
+    for (auto _ : state)
+        machine.processEvent(eventToA);
+    machine.stop();
+}
+
 // ---- Boost.Statechart
 
 namespace chart
@@ -291,6 +349,28 @@ void throughputKiv(benchmark::State& state)
         state.SkipWithError("events were dropped");
 }
 
+void fourWritersKiv(benchmark::State& state)
+{
+    CSubject subject(Kiv::CStateMachine::ProcessingAsync);
+    subject.machine.start();
+    for (auto _ : state)
+    {
+        std::vector<std::thread> writers;
+        for (int writer = 0; writer < 4; ++writer)
+            writers.emplace_back([&] {
+                for (int i = 0; i < eventsPerRun / 4; ++i)
+                    subject.machine.postEvent(toggleEvent(i));
+            });
+        for (std::thread& writer : writers)
+            writer.join();
+        while (subject.machine.pendingEvents() > 0)
+            std::this_thread::yield();
+    }
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * eventsPerRun);
+    if (subject.machine.droppedEvents() > 0)
+        state.SkipWithError("events were dropped");
+}
+
 void throughputPlainRing(benchmark::State& state)
 {
     CSubject subject;
@@ -424,6 +504,20 @@ BENCHMARK(crossKiv)->Name("dispatch two events, A <-> B/kiv");
 BENCHMARK_TEMPLATE(dispatchStatechart, chart::ToB, chart::ToA)->Name("dispatch two events, A <-> B/Boost.Statechart");
 BENCHMARK(crossQt)->Name("dispatch two events, A <-> B/QStateMachine");
 
+BENCHMARK(postAndProcess)->Name("post and process two events, A1 <-> A2/kiv");
+BENCHMARK(dispatchToRegions)->Name("one event for all regions/kiv")->ArgName("regions")->Arg(1)->Arg(8)->Arg(64);
+BENCHMARK(dispatchAmong)
+    ->Name("one of the transitions of an event fires/kiv")
+    ->ArgName("transitions")
+    ->Arg(1)
+    ->Arg(10)
+    ->Arg(100)
+    ->Arg(250);
+
+BENCHMARK(fourWritersKiv)
+    ->Name("1,000,000 events from four threads/kiv")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(throughputKiv)
     ->Name("1,000,000 events from another thread/kiv")
     ->UseRealTime()

@@ -13,6 +13,8 @@ namespace Kiv
 CAbstractState::CAbstractState(eStateType type, const std::string& name, CState* parent)
     : parentGroup(parent), kind(type), stateName(name)
 {
+    for (auto* signal : {&sigEntered, &sigExited})
+        signal->announce_in(extras, CWalk::HasReceivers);
     if (parent)
         parent->addState(this);
 }
@@ -121,8 +123,11 @@ void CState::addState(CAbstractState* child)
 void CAbstractState::noteTreeChange()
 {
     static std::atomic<std::uint64_t> changes{0};
-    if (CStateMachine* const owner = isMachine ? static_cast<CStateMachine*>(this) : machine())
-        owner->treeVersion = changes.fetch_add(1, std::memory_order_relaxed) + 1;
+    CStateMachine* const owner = isMachine ? static_cast<CStateMachine*>(this) : machine();
+    if (!owner)
+        return;
+    owner->treeVersion = changes.fetch_add(1, std::memory_order_relaxed) + 1;
+    owner->noteLogging();
 }
 
 void CState::setChildMode(eChildMode childMode)
@@ -202,7 +207,7 @@ void CState::onEntry()
         enterChildren();
 }
 
-void CState::enterChildren()
+[[gnu::noinline]] void CState::enterChildren()
 {
     if (mode == ChildModeParallel)
     {
@@ -220,17 +225,31 @@ void CState::onExit()
 {
     if (CState* const group = parentState())
         group->setActiveChild(nullptr);
+    if (mode == ChildModeParallel || currentChild())
+        leaveChildren();
+    CWalk::log(*this, "onExit");
+}
+
+[[gnu::noinline]] void CState::leaveChildren()
+{
     if (mode == ChildModeParallel)
     {
         for (CAbstractState* child : childStates)
             CWalk::exit(*child);
+        return;
     }
-    else if (currentChild())
-    {
-        leaveActiveChild();
-        setActiveChild(nullptr);
-    }
-    CWalk::log(*this, "onExit");
+    leave(*currentChild());
+    setActiveChild(nullptr);
+}
+
+inline void CState::leave(CAbstractState& child)
+{
+    // A history state that had nothing to enter stands here itself; it is never left.
+    if (child.kind == StateTypeHistory)
+        return;
+    if (!histories.empty())
+        historyState()->rememberedChild = &child;
+    CWalk::exit(child);
 }
 
 /// What a receiver fires meanwhile may enter another child, which then is the active one.
@@ -239,19 +258,9 @@ void CState::leaveActiveChild()
     CAbstractState* const child = currentChild();
     if (!child)
         return;
-    rememberActiveChild();
-    // A history state that had nothing to enter stands here itself; it is never left.
-    if (child->stateType() != StateTypeHistory)
-        CWalk::exit(*child);
+    leave(*child);
     if (currentChild() == child)
         setActiveChild(nullptr);
-}
-
-void CState::rememberActiveChild()
-{
-    CAbstractState* const child = currentChild();
-    if (child && child->stateType() != StateTypeHistory && !histories.empty())
-        historyState()->rememberedChild = child;
 }
 
 void CState::onProcessing()

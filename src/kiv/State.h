@@ -140,11 +140,11 @@ private:
     eStateType kind;
     bool isMachine = false;
     bool isListed = false; // by its parent, which is not about to delete it
-    bool isPlain = false;  // a CState and no class derived from it, known from the machine's start on
     std::string stateName;
     mutable std::atomic<CStateMachine*> machineCache{nullptr};
     CActiveMarks* activeMarks = nullptr; // follow `active`, where the machine has an event with many transitions
     std::atomic<bool> active{false};
+    std::atomic<unsigned char> extras{0}; // what an entry and an exit have to look after, see CWalk; usually nothing
     bool doActivityEnabled = false;
 };
 
@@ -249,8 +249,9 @@ private:
     /// Says where the next entry of the group goes; that entry makes it the active child.
     void presetChild(CAbstractState* state) { setActiveChild(state); }
     KIV_LOCAL void enterChildren();
+    KIV_LOCAL void leaveChildren();
     KIV_LOCAL void leaveActiveChild();
-    KIV_LOCAL void rememberActiveChild();
+    KIV_LOCAL void leave(CAbstractState& child);
     KIV_LOCAL bool holds(const CAbstractState* state) const;
     KIV_LOCAL void forget(const CAbstractState* child);
     KIV_LOCAL void forgetWaysTo(const CAbstractState* state, const CState* asGroup);

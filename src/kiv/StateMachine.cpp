@@ -132,7 +132,10 @@ void CStateMachine::setLogMessageCallback(const cb::Callback1<void, const std::s
 {
     d->logCallback = callback;
     logging = !callback.empty();
+    noteLogging();
 }
+
+void CStateMachine::noteLogging() { quietVersion = logging ? ~std::uint64_t{0} : treeVersion; }
 
 void CStateMachine::logMessage(const char* format, ...)
 {

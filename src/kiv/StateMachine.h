@@ -164,12 +164,14 @@ private:
     friend class StateMachinePrivate;
 
     KIV_LOCAL void leaveTopState();
+    KIV_LOCAL void noteLogging();
     KIV_LOCAL void withdrawTransition(const CTransition* transition);
     KIV_LOCAL void leaveBehind();
 
     std::unique_ptr<StateMachinePrivate> d;
     bool logging = false;
-    std::uint64_t treeVersion = 0; // another one after each change; 0 without states
+    std::uint64_t treeVersion = 0;  // another one after each change; 0 without states
+    std::uint64_t quietVersion = 0; // the same while there is no log callback, else one that nothing is as of
 };
 
 } // namespace Kiv

@@ -10,7 +10,10 @@
 namespace Kiv
 {
 
-CTransition::CTransition(CState* source, const std::string& name) : sourceState(source), transitionName(name) {}
+CTransition::CTransition(CState* source, const std::string& name) : sourceState(source), transitionName(name)
+{
+    sigTriggered.announce_in(extras, CWalk::HasReceivers);
+}
 
 CTransition::~CTransition() = default;
 
@@ -66,7 +69,8 @@ const char* CTransition::findWay()
     }
     const CStateMachine* const owner = machine();
     wayAsOf = owner ? owner->treeVersion : 0;
-    isPlain = typeid(*this) == typeid(CTransition);
+    CWalk::note(extras, CWalk::HasHook, typeid(*this) != typeid(CTransition));
+    CWalk::note(extras, CWalk::HasGroups, way.entered != targetState);
     return nullptr;
 }
 

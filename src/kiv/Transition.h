@@ -3,6 +3,7 @@
 #ifndef KIV_TRANSITION_H
 #define KIV_TRANSITION_H
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -116,7 +117,7 @@ private:
     CState* sourceState;
     Way way{};
     std::uint64_t wayAsOf = 0; // the version of the machine's tree for which the way was found; 0 for none
-    bool isPlain = false;      // a CTransition and no class derived from it, known with the way
+    std::atomic<unsigned char> extras{0}; // what firing has to look after, see CWalk; usually nothing
     std::string transitionName;
 };
 

@@ -304,6 +304,8 @@ void _signal_base<multi_threaded_local>::note_kinds()
 {
     direct = !relayed && !connections.empty();
     connected.store(!connections.empty(), std::memory_order_relaxed);
+    if (announcedIn != nullptr && !connections.empty())
+        announcedIn->fetch_or(announcedBit, std::memory_order_relaxed);
 }
 
 void _signal_base<multi_threaded_local>::pin() { pins.fetch_add(1, std::memory_order_relaxed); }

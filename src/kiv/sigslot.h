@@ -130,6 +130,14 @@ public:
     /// Ends every connection; an emission in progress on this thread ends after the receiver that it is calling.
     ~_signal_base() override;
 
+    /// For the signal's owner, who has many and wants one look at all: from the next connection on, `flags` has `bit`. It
+    /// keeps it when the receivers have gone. `flags` outlives the signal.
+    void announce_in(std::atomic<unsigned char>& flags, unsigned char bit)
+    {
+        announcedIn = &flags;
+        announcedBit = bit;
+    }
+
     /// Ends every connection to `receiver`; null or a receiver that is not connected is ignored.
     void disconnect(receiver_type* receiver);
 
@@ -220,6 +228,8 @@ private:
     std::atomic<bool> connected{false};
     bool direct = false;
     bool relayed = false; // some connection has had a relay
+    unsigned char announcedBit = 0;
+    std::atomic<unsigned char>* announcedIn = nullptr;
     std::vector<connection> connections;
     walk* walks = nullptr;         // the innermost emission
     std::atomic<unsigned> pins{1}; // one of them the signal's own

@@ -65,7 +65,7 @@ void StateMachinePrivate::handle(unsigned char eventNo)
     if (machine->sigEventHandled.is_connected())
         machine->sigEventHandled(eventNo);
     table.forEach(
-        eventNo, [this] { return machine->isLogging(); }, [](CTransition& each) { CWalk::fire(each); });
+        eventNo, [this] { return machine->isLogging(); }, [this](CTransition& each) { CWalk::fire(each, *machine); });
 }
 
 void StateMachinePrivate::prepare()

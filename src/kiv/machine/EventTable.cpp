@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "kiv/machine/Walk.h"
+
 namespace Kiv
 {
 
@@ -11,31 +13,35 @@ namespace
 /// Fewer transitions than these are tried faster than their bits are kept.
 constexpr std::size_t fewTransitions = 8;
 constexpr std::size_t wordSize = 64;
+constexpr std::size_t eventCount = 256;
 
 } // namespace
 
 void CEventTable::add(unsigned char eventNo, CTransition* transition)
 {
     if (eventNo >= rows.size())
-        rows.resize(std::max<std::size_t>(eventNo + 16U, 255));
-    rowCount = rows.size();
+        rows.resize(eventCount);
     auto& transitions = rows[eventNo].transitions;
     if (std::find(transitions.begin(), transitions.end(), transition) == transitions.end())
         transitions.push_back(transition);
+    noteOnlyOne(eventNo);
 }
 
 void CEventTable::remove(const CTransition* transition)
 {
     unmark();
-    for (EventRow& row : rows)
-        row.transitions.erase(std::remove(row.transitions.begin(), row.transitions.end(), transition),
-                              row.transitions.end());
+    for (std::size_t event = 0; event < rows.size(); ++event)
+    {
+        auto& transitions = rows[event].transitions;
+        transitions.erase(std::remove(transitions.begin(), transitions.end(), transition), transitions.end());
+        noteOnlyOne(event);
+    }
 }
 
 void CEventTable::clear()
 {
     unmark();
-    rowCount = 0;
+    onlyOnes.fill(nullptr);
     rows.clear();
 }
 
@@ -75,7 +81,10 @@ void CEventTable::unmark()
     for (EventRow& row : rows)
         row.markedCount = 0;
     for (const auto& marks : marked)
+    {
         marks->state->activeMarks = nullptr;
+        CWalk::note(marks->state->extras, CWalk::HasActiveMarks, false);
+    }
     marked.clear();
 }
 
@@ -112,6 +121,7 @@ CActiveMarks& CEventTable::marksOf(CAbstractState& state)
         marked.push_back(std::make_unique<CActiveMarks>());
         marked.back()->state = &state;
         state.activeMarks = marked.back().get();
+        CWalk::note(state.extras, CWalk::HasActiveMarks, true);
     }
     return *state.activeMarks;
 }

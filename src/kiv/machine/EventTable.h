@@ -6,6 +6,7 @@
 #ifndef KIV_EVENTTABLE_H
 #define KIV_EVENTTABLE_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -17,8 +18,8 @@
 namespace Kiv
 {
 
-/// The transitions of one event number, in the order of registration. Aligned so that finding it is a shift.
-struct alignas(64) EventRow
+/// The transitions of one event number, in the order of registration.
+struct EventRow
 {
     std::vector<CTransition*> transitions;
     std::size_t markedCount = 0; ///< how many of them have a bit; those that were registered later have none
@@ -72,7 +73,18 @@ public:
     template<class All, class Fire>
     void forEach(unsigned char eventNo, All all, Fire fire)
     {
-        for (std::size_t i = 0; i < sizeOf(eventNo); ++i)
+        CTransition* const only = onlyOnes[eventNo];
+        if (only)
+            fire(*only);
+        if (only != onlyOnes[eventNo] || !only)
+            forEachFrom(only ? 1 : 0, eventNo, all, fire);
+    }
+
+private:
+    template<class All, class Fire>
+    [[gnu::noinline]] void forEachFrom(std::size_t first, unsigned char eventNo, All all, Fire fire)
+    {
+        for (std::size_t i = first; i < sizeOf(eventNo); ++i)
         {
             if (i < rows[eventNo].markedCount && !all())
             {
@@ -84,10 +96,15 @@ public:
         }
     }
 
-private:
     std::size_t sizeOf(unsigned char eventNo) const
     {
-        return eventNo < rowCount ? rows[eventNo].transitions.size() : 0;
+        return eventNo < rows.size() ? rows[eventNo].transitions.size() : 0;
+    }
+
+    void noteOnlyOne(std::size_t eventNo)
+    {
+        const auto& transitions = rows[eventNo].transitions;
+        onlyOnes[eventNo] = transitions.size() == 1 ? transitions.front() : nullptr;
     }
 
     static std::size_t nextMarked(const EventRow& row, std::size_t from);
@@ -95,8 +112,8 @@ private:
     void mark(EventRow& row);
     CActiveMarks& marksOf(CAbstractState& state);
 
+    std::array<CTransition*, 256> onlyOnes{}; // of the rows with one transition: most have no more
     std::vector<EventRow> rows;
-    std::size_t rowCount = 0;
     std::vector<std::unique_ptr<CActiveMarks>> marked;
 };
 

@@ -16,15 +16,32 @@ namespace Kiv
 class CWalk
 {
 public:
+    /// What a state or a transition has beyond the usual, which is a state with hooks of its own, a transition without,
+    /// and nobody who listens: one look tells that there is nothing to look after.
+    enum eExtra : unsigned char
+    {
+        HasReceivers = 1,   ///< or has had some
+        HasPlainHooks = 2,  ///< a CState and no class derived from it: no virtual calls
+        HasActiveMarks = 4, ///< a state in the row of an event with many transitions
+        HasHook = 8,        ///< a class derived from CTransition
+        HasGroups = 16      ///< groups on the way down, which have to be told where to go
+    };
+
+    static void note(std::atomic<unsigned char>& extras, eExtra extra, bool has)
+    {
+        if (has)
+            extras.fetch_or(extra, std::memory_order_relaxed);
+        else
+            extras.fetch_and(static_cast<unsigned char>(~extra), std::memory_order_relaxed);
+    }
+
     static void enter(CAbstractState& state)
     {
-        mark(state, true);
-        if (state.sigEntered.is_connected())
-            emit(state.sigEntered, &state);
-        if (state.isPlain)
-            static_cast<CState&>(state).CState::onEntry();
-        else
+        state.active.store(true, std::memory_order_release);
+        if (state.extras.load(std::memory_order_relaxed) == 0)
             state.onEntry();
+        else
+            enterWithExtras(state);
         CStateMachine* const machine = state.machineCache.load(std::memory_order_relaxed);
         if (machine && machine->sigStateEntered.is_connected())
             emit(machine->sigStateEntered, &state);
@@ -32,16 +49,33 @@ public:
 
     static void exit(CAbstractState& state)
     {
-        if (state.isPlain)
-            static_cast<CState&>(state).CState::onExit();
-        else
+        if (state.extras.load(std::memory_order_relaxed) == 0)
             state.onExit();
-        if (state.sigExited.is_connected())
-            emit(state.sigExited, &state);
-        mark(state, false);
+        else
+            exitWithExtras(state);
+        state.active.store(false, std::memory_order_release);
     }
 
-    static void fire(CTransition& transition)
+    /// Fires a transition that is registered with the machine.
+    static void fire(CTransition& transition, const CStateMachine& machine)
+    {
+        // A way of this machine has a source, a target and no log to write.
+        if (transition.wayAsOf != machine.quietVersion)
+            return fire(transition);
+        if (!transition.sourceState->isActive())
+            return;
+        const CAbstractState* const target = transition.targetState;
+        exit(*transition.way.left);
+        if (transition.extras.load(std::memory_order_relaxed) != 0)
+            passWithExtras(transition);
+        if (__builtin_expect(transition.targetState == target, true))
+            enter(*transition.way.entered);
+        else
+            transition.enterNewTarget();
+    }
+
+    /// Fires any transition.
+    [[gnu::noinline]] static void fire(CTransition& transition)
     {
         const CState* const source = transition.sourceState;
         if (!source || !source->isActive() || !transition.targetState)
@@ -49,19 +83,14 @@ public:
         const CStateMachine* const machine = source->machineCache.load(std::memory_order_relaxed);
         if ((!machine || transition.wayAsOf != machine->treeVersion) && !findsWay(transition))
             return;
-        if (!machine || machine->isLogging())
-            transition.logTransition();
+        transition.logTransition();
         const CAbstractState* const target = transition.targetState;
         exit(*transition.way.left);
-        if (!transition.isPlain)
-            transition.onTransition();
-        if (transition.sigTriggered.is_connected())
-            emit(transition.sigTriggered, &transition);
-        if (__builtin_expect(transition.targetState != target, false))
-            return transition.enterNewTarget();
-        if (transition.way.entered != target)
-            transition.presetWay();
-        enter(*transition.way.entered);
+        passWithExtras(transition);
+        if (transition.targetState == target)
+            enter(*transition.way.entered);
+        else
+            transition.enterNewTarget();
     }
 
     /// Finds the transition's way before it fires.
@@ -71,7 +100,7 @@ public:
             transition.findWay();
     }
 
-    static void prepare(CState& state) { state.isPlain = typeid(state) == typeid(CState); }
+    static void prepare(CState& state) { note(state.extras, HasPlainHooks, typeid(state) == typeid(CState)); }
 
     static void log(const CAbstractState& state, const char* hook)
     {
@@ -87,17 +116,48 @@ private:
         signal(argument);
     }
 
-    [[gnu::noinline]] static bool findsWay(CTransition& transition)
+    static bool findsWay(CTransition& transition)
     {
         const char* const obstacle = transition.findWay();
         return !obstacle || transition.refuse(obstacle);
     }
 
-    static void mark(CAbstractState& state, bool active)
+    [[gnu::noinline]] static void enterWithExtras(CAbstractState& state)
     {
-        state.active.store(active, std::memory_order_release);
         if (state.activeMarks)
-            state.activeMarks->set(active);
+            state.activeMarks->set(true);
+        state.emitEntered();
+        if (has(state.extras, HasPlainHooks))
+            static_cast<CState&>(state).CState::onEntry();
+        else
+            state.onEntry();
+    }
+
+    [[gnu::noinline]] static void exitWithExtras(CAbstractState& state)
+    {
+        if (has(state.extras, HasPlainHooks))
+            static_cast<CState&>(state).CState::onExit();
+        else
+            state.onExit();
+        state.emitExited();
+        if (state.activeMarks)
+            state.activeMarks->set(false);
+    }
+
+    /// Between leaving and entering.
+    [[gnu::noinline]] static void passWithExtras(CTransition& transition)
+    {
+        const CAbstractState* const target = transition.targetState;
+        if (has(transition.extras, HasHook))
+            transition.onTransition();
+        transition.emitTriggered();
+        if (has(transition.extras, HasGroups) && transition.targetState == target)
+            transition.presetWay();
+    }
+
+    static bool has(const std::atomic<unsigned char>& extras, eExtra extra)
+    {
+        return (extras.load(std::memory_order_relaxed) & extra) != 0;
     }
 };
 
