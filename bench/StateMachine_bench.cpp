@@ -112,7 +112,8 @@ void postAndProcess(benchmark::State& state)
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * 2);
 }
 
-/// One event fires in each of `regions` parallel regions of five states in a ring, whose transitions all have its number.
+/// One event fires in each of `regions` parallel regions of five states in a ring, whose transitions all have its
+/// number.
 void dispatchToRegions(benchmark::State& state)
 {
     Kiv::CStateMachine machine;
@@ -514,10 +515,7 @@ BENCHMARK(dispatchAmong)
     ->Arg(100)
     ->Arg(250);
 
-BENCHMARK(fourWritersKiv)
-    ->Name("1,000,000 events from four threads/kiv")
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK(fourWritersKiv)->Name("1,000,000 events from four threads/kiv")->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(throughputKiv)
     ->Name("1,000,000 events from another thread/kiv")
     ->UseRealTime()

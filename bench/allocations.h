@@ -26,8 +26,8 @@ inline std::atomic<bool> countsAllocations{false};
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
-/// The pass of its own, of a few iterations, in which Google Benchmark has the allocations of a benchmark counted: in the
-/// passes that are timed nothing is.
+/// The pass of its own, of a few iterations, in which Google Benchmark has the allocations of a benchmark counted: in
+/// the passes that are timed nothing is.
 class CCountingPass final : public benchmark::MemoryManager
 {
 public:
@@ -59,7 +59,8 @@ public:
 
 inline const bool countingPassIsRegistered = (benchmark::RegisterMemoryManager(&CCountingPass::instance()), true);
 
-/// Stands around the loop of a benchmark whose allocations are to be counted; scripts/bench shows those of an iteration.
+/// Stands around the loop of a benchmark whose allocations are to be counted; scripts/bench shows those of an
+/// iteration.
 class CAllocationCounter
 {
 public:

@@ -16,8 +16,8 @@ using testing::ElementsAre;
 namespace
 {
 
-/// Four regions, each a ring of three states: a dozen transitions for each of two events, in an order that makes chains,
-/// and some from region to region.
+/// Four regions, each a ring of three states: a dozen transitions for each of two events, in an order that makes
+/// chains, and some from region to region.
 struct CRings
 {
     CRings()
@@ -107,8 +107,8 @@ TEST(EventDispatch, WaysAreThoseOfTheTreeAndTheTargetAsTheyAreNow)
     machine.start();
     machine.processEvent(1);
     machine.processEvent(2);
-    EXPECT_THAT(recorder.take(), ElementsAre("entered A", "exited A", "entered B", "entered B1", "exited B1", "exited B",
-                                             "entered A"));
+    EXPECT_THAT(recorder.take(),
+                ElementsAre("entered A", "exited A", "entered B", "entered B1", "exited B1", "exited B", "entered A"));
     machine.addState(b1); // out of its group
     machine.processEvent(1);
     EXPECT_THAT(recorder.take(), ElementsAre("exited A", "entered B1"));
@@ -122,6 +122,7 @@ TEST(EventDispatch, WaysAreThoseOfTheTreeAndTheTargetAsTheyAreNow)
     machine.processEvent(2);
     there->setTargetState(b);
     machine.processEvent(1);
-    EXPECT_THAT(recorder.take(), ElementsAre("exited B2", "exited B", "entered A", "exited A", "entered B", "entered B2"));
+    EXPECT_THAT(recorder.take(),
+                ElementsAre("exited B2", "exited B", "entered A", "exited A", "entered B", "entered B2"));
     machine.stop();
 }

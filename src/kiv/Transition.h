@@ -116,7 +116,7 @@ private:
     CAbstractState* targetState = nullptr;
     CState* sourceState;
     Way way{};
-    std::uint64_t wayAsOf = 0; // the version of the machine's tree for which the way was found; 0 for none
+    std::uint64_t wayAsOf = 0;            // the version of the machine's tree for which the way was found; 0 for none
     std::atomic<unsigned char> extras{0}; // what firing has to look after, see CWalk; usually nothing
     std::string transitionName;
 };

@@ -130,8 +130,8 @@ public:
     /// Ends every connection; an emission in progress on this thread ends after the receiver that it is calling.
     ~_signal_base() override;
 
-    /// For the signal's owner, who has many and wants one look at all: from the next connection on, `flags` has `bit`. It
-    /// keeps it when the receivers have gone. `flags` outlives the signal.
+    /// For the signal's owner, who has many and wants one look at all: from the next connection on, `flags` has `bit`.
+    /// It keeps it when the receivers have gone. `flags` outlives the signal.
     void announce_in(std::atomic<unsigned char>& flags, unsigned char bit)
     {
         announcedIn = &flags;

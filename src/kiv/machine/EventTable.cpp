@@ -96,7 +96,8 @@ void CEventTable::mark()
             mark(row);
 }
 
-/// A row with a transition that has no source, or one in another machine, which has the bits of its own, stays as it is.
+/// A row with a transition that has no source, or one in another machine, which has the bits of its own, stays as it
+/// is.
 void CEventTable::mark(EventRow& row)
 {
     const CStateMachine* const machine = row.transitions.front()->machine();

@@ -21,7 +21,8 @@ thread_local const StateMachinePrivate* workerOf = nullptr;
 
 [[noreturn]] void cutExitShort()
 {
-    constexpr char message[] = "Kiv::CStateMachine: a hook on a worker thread does not end, so the process ends without it\n";
+    constexpr char message[] =
+        "Kiv::CStateMachine: a hook on a worker thread does not end, so the process ends without it\n";
     static_cast<void>(!write(STDERR_FILENO, message, sizeof message - 1));
     Diag::CProcessExit::cutShort();
 }

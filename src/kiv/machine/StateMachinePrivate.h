@@ -1,7 +1,7 @@
 /// The private part of a state machine: queue, table and loop, and the worker that turns the loop.
 ///
-/// Threads: the queue is the way in for other threads. `handOver` guards who leaves the active state when stop() and the
-/// worker meet: the worker marks itself done under it, and stop() either finds it done or leaves the exit to it. A
+/// Threads: the queue is the way in for other threads. `handOver` guards who leaves the active state when stop() and
+/// the worker meet: the worker marks itself done under it, and stop() either finds it done or leaves the exit to it. A
 /// stop() from a hook on the worker always leaves it to the worker: the hook stands in the middle of a walk.
 #ifndef KIV_STATEMACHINEPRIVATE_H
 #define KIV_STATEMACHINEPRIVATE_H
