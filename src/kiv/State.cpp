@@ -242,7 +242,7 @@ void CState::onExit()
     setActiveChild(nullptr);
 }
 
-inline void CState::leave(CAbstractState& child)
+void CState::leave(CAbstractState& child)
 {
     // A history state that had nothing to enter stands here itself; it is never left.
     if (child.kind == StateTypeHistory)
