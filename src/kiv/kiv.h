@@ -15,7 +15,9 @@
 #include <kiv/EventQueue.h>
 #include <kiv/FileEdit.h>
 #include <kiv/FileStorage.h>
+#include <kiv/GpioChips.h>
 #include <kiv/GpioLine.h>
+#include <kiv/GpioRequest.h>
 #include <kiv/HourMeter.h>
 #include <kiv/IniFile.h>
 #include <kiv/Inspection.h>

@@ -15,6 +15,7 @@ constexpr int noSuchDevice = -19;
 constexpr int invalidArgument = -22;
 constexpr int illegalText = -31;
 constexpr int outOfRange = -34;
+constexpr int alreadyThere = -302;
 constexpr int operationCanceled = -36;
 constexpr int operationTimedOut = -208;
 
