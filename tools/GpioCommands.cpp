@@ -14,6 +14,7 @@
 #include <kiv/sysfs_tools.h>
 
 #include "Command.h"
+#include "GpioDevice.h"
 #include "GpioLine.h"
 #include "GpioList.h"
 #include "GpioWatch.h"
@@ -44,8 +45,33 @@ std::string levelJson(const CGpioLine& line)
     return object.addNumber("value", line.value()).text();
 }
 
+std::string deviceLevelJson(const std::string& text, const DeviceLine& line, int value)
+{
+    CJsonObject object;
+    object.addText("line", text);
+    object.addText("direction", lineInfo(line).direction == Kiv::PinDirectionOutput ? "out" : "in");
+    return object.addNumber("value", value).text();
+}
+
+void getDeviceLevels(const GpioOptions& options)
+{
+    std::vector<std::string> lines;
+    for (const std::string& text : options.lines)
+    {
+        const DeviceLine line = deviceLine(text);
+        const int value = deviceValue(line);
+        lines.push_back(options.json ? deviceLevelJson(text, line, value) : std::to_string(value));
+    }
+    if (options.json)
+        return printLine(jsonLines(lines));
+    for (const std::string& line : lines)
+        printLine(line);
+}
+
 void getLevels(const GpioOptions& options)
 {
+    if (usesGpioDevice())
+        return getDeviceLevels(options);
     std::vector<unsigned> numbers;
     for (const std::string& name : options.lines)
         numbers.push_back(gpioNumber(name));
@@ -65,7 +91,6 @@ void getLevels(const GpioOptions& options)
 
 struct GpioSetting
 {
-    unsigned number;
     std::string name;
     std::string state; ///< "0", "1" or "in"
 };
@@ -76,20 +101,29 @@ GpioSetting parseSetting(const std::string& text)
     const std::string state = equals == std::string::npos ? "" : text.substr(equals + 1);
     if (state != "0" && state != "1" && state != "in")
         throw badInput("not LINE=0, LINE=1 or LINE=in: " + text);
-    const std::string name = text.substr(0, equals);
-    return {gpioNumber(name), name, state};
+    return {text.substr(0, equals), state};
 }
 
-void setLevel(const GpioSetting& setting, bool release)
+void setLevel(unsigned number, const GpioSetting& setting, bool release)
 {
-    CGpioLine line(setting.number, setting.name);
+    CGpioLine line(number, setting.name);
     const auto set = [&] {
         if (setting.state == "in")
-            return Kiv::gpio_set_dir(setting.number, Kiv::PinDirectionInput);
-        return Kiv::gpio_set_output(setting.number, setting.state == "1" ? Kiv::PinValueHigh : Kiv::PinValueLow);
+            return Kiv::gpio_set_dir(number, Kiv::PinDirectionInput);
+        return Kiv::gpio_set_output(number, setting.state == "1" ? Kiv::PinValueHigh : Kiv::PinValueLow);
     };
     require(line.name(), quietly(set));
     line.setExportedAtEnd(!release);
+}
+
+void setDeviceLevels(const std::vector<GpioSetting>& settings)
+{
+    std::vector<DeviceLine> lines;
+    lines.reserve(settings.size());
+    for (const GpioSetting& setting : settings)
+        lines.push_back(deviceLine(setting.name));
+    for (std::size_t i = 0; i < settings.size(); ++i)
+        setDeviceLine(lines[i], settings[i].state);
 }
 
 void setLevels(const GpioOptions& options)
@@ -97,13 +131,20 @@ void setLevels(const GpioOptions& options)
     std::vector<GpioSetting> settings;
     for (const std::string& text : options.settings)
         settings.push_back(parseSetting(text)); // all, before the first is set
+    if (usesGpioDevice())
+        return setDeviceLevels(settings);
+    std::vector<unsigned> numbers;
+    numbers.reserve(settings.size());
     for (const GpioSetting& setting : settings)
-        setLevel(setting, options.release);
+        numbers.push_back(gpioNumber(setting.name));
+    for (std::size_t i = 0; i < settings.size(); ++i)
+        setLevel(numbers[i], settings[i], options.release);
 }
 
 // ---- registration
 
-constexpr const char* lineHelp = "A line's number, or the LABEL:OFFSET of a chip and the place on it";
+constexpr const char* lineHelp = "A line's number, or the LABEL:OFFSET of a chip and the place on it; where there\n"
+                                 "is only the character device, LABEL:OFFSET or the line's name";
 
 void addGet(CLI::App& gpio)
 {
@@ -124,7 +165,9 @@ void addSet(CLI::App& gpio)
         ->required();
     set->add_flag("--release", options->release, "Give the lines back afterwards");
     set->footer("The lines stay exported, because some chips make an input of a line that is given\n"
-                "back. All arguments are looked at before the first line is touched.");
+                "back. All arguments are looked at before the first line is touched. On kernels\n"
+                "without /sys/class/gpio the lines are given back at the end in every case; most\n"
+                "chips leave their level as it is.");
     set->callback([options] { setLevels(*options); });
 }
 
@@ -154,7 +197,8 @@ void addWatch(CLI::App& gpio)
         ->type_name("SECONDS")
         ->check(seconds());
     addJson(*watch, options->json);
-    watch->footer("Begins with the level at first; several edges within a short time may come as one.\n"
+    watch->footer("Begins with the level at first; several edges within a short time may come as one,\n"
+                  "but not through the character device, which tells lost ones.\n"
                   "At the end, also by Ctrl-C, the line is set back as it was.");
     watch->callback([options] { watchGpio(*options); });
 }

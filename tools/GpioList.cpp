@@ -6,6 +6,7 @@
 #include <map>
 
 #include "Command.h"
+#include "GpioDevice.h"
 #include "Input.h"
 #include "Json.h"
 #include "Sysfs.h"
@@ -141,7 +142,7 @@ std::string toText(const ListedChip& chip)
 
 void listGpio(bool json)
 {
-    const std::vector<ListedChip> found = chips();
+    const std::vector<ListedChip> found = usesGpioDevice() ? deviceChips() : chips();
     std::vector<std::string> texts;
     texts.reserve(found.size());
     for (const ListedChip& chip : found)

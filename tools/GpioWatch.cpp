@@ -10,6 +10,7 @@
 #include <kiv/sysfs_tools.h>
 
 #include "Command.h"
+#include "GpioDevice.h"
 #include "GpioLine.h"
 #include "Json.h"
 
@@ -21,13 +22,25 @@ namespace
 
 constexpr int canceled = -36; // CGpioEdge::wait() after interrupt()
 std::atomic<int> receivedSignal{0};
-std::atomic<Kiv::CGpioEdge*> waitingEdge{nullptr};
+
+/// What can be waited for, by the files or by the character device.
+class IEdges
+{
+public:
+    virtual ~IEdges() = default;
+    virtual int wait(int timeoutMs) = 0;
+    virtual void interrupt() = 0;
+    /// Prints the level, or the edge that came.
+    virtual void print(bool isEdge, bool json) = 0;
+};
+
+std::atomic<IEdges*> waitingEdge{nullptr};
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<void*>::is_always_lock_free, "handlers use them");
 
 void onEndSignal(int signal)
 {
     receivedSignal = signal;
-    if (Kiv::CGpioEdge* edge = waitingEdge)
+    if (IEdges* edge = waitingEdge)
         edge->interrupt();
 }
 
@@ -70,7 +83,7 @@ private:
 class CInterruptible
 {
 public:
-    explicit CInterruptible(Kiv::CGpioEdge& edge) { waitingEdge = &edge; }
+    explicit CInterruptible(IEdges& edge) { waitingEdge = &edge; }
     ~CInterruptible() { waitingEdge = nullptr; }
     CInterruptible(const CInterruptible&) = delete;
     CInterruptible& operator=(const CInterruptible&) = delete;
@@ -137,10 +150,69 @@ int timeoutMs(double seconds)
     return seconds < 0 ? -1 : static_cast<int>(std::ceil(std::fmin(seconds, mostSeconds) * 1000));
 }
 
-/// False when no edge came in time.
-bool watch(const CGpioLine& line, Kiv::CGpioEdge& edge, const GpioWatchOptions& options)
+class CFileEdges : public IEdges
 {
-    printLevel(line, false, options.json);
+public:
+    explicit CFileEdges(const CGpioLine& watchedLine) : line(watchedLine), edge(line.number())
+    {
+        require(line.name(), edge.error());
+    }
+    int wait(int timeoutMs) override { return edge.wait(timeoutMs); }
+    void interrupt() override { edge.interrupt(); }
+    void print(bool isEdge, bool json) override { printLevel(line, isEdge, json); }
+
+private:
+    const CGpioLine& line;
+    Kiv::CGpioEdge edge;
+};
+
+/// The kernel's own time and counts.
+class CDeviceEdges : public IEdges
+{
+public:
+    CDeviceEdges(const DeviceLine& watchedLine, const std::string& userText, const std::string& kind)
+        : line(watchedLine), text(userText)
+    {
+        Kiv::GpioRequestSettings settings;
+        settings.edge = kind == "rising"    ? Kiv::GpioEdgeRising
+                        : kind == "falling" ? Kiv::GpioEdgeFalling
+                                            : Kiv::GpioEdgeBoth;
+        settings.isWallClock = true;
+        requestLine(line, settings, request);
+    }
+    int wait(int timeoutMs) override { return request.wait(timeoutMs, event); }
+    void interrupt() override { request.interrupt(); }
+    void print(bool isEdge, bool json) override
+    {
+        using std::chrono::system_clock;
+        const std::chrono::nanoseconds shown(event.timeNs);
+        const auto time = isEdge ? system_clock::time_point(std::chrono::duration_cast<system_clock::duration>(shown))
+                                 : system_clock::now();
+        const int value = isEdge ? static_cast<int>(event.edge == Kiv::GpioEdgeRising) : request.readLine(0);
+        if (value < 0)
+            throw failure(line.name, value);
+        const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count();
+        CJsonObject object;
+        object.addText("line", text).addNumber("time_us", micros).addNumber("value", value).addBool("edge", isEdge);
+        if (isEdge)
+            object.addNumber("sequence", event.sequence).addNumber("lost", event.lostEdges);
+        const std::string lost =
+            isEdge && event.lostEdges != 0 ? " after " + std::to_string(event.lostEdges) + " lost" : "";
+        printLine(json ? object.text() : localTime(time) + ' ' + std::to_string(value) + (isEdge ? lost : " at first"));
+        flushOutput();
+    }
+
+private:
+    DeviceLine line;
+    std::string text;
+    Kiv::CGpioRequest request;
+    Kiv::GpioEdgeEvent event;
+};
+
+/// False when no edge came in time.
+bool watch(const std::string& name, IEdges& edge, const GpioWatchOptions& options)
+{
+    edge.print(false, options.json);
     for (unsigned long long seen = 0; options.count == 0 || seen < options.count; ++seen)
     {
         const int result = receivedSignal != 0 ? canceled : edge.wait(timeoutMs(options.timeoutSeconds));
@@ -149,33 +221,49 @@ bool watch(const CGpioLine& line, Kiv::CGpioEdge& edge, const GpioWatchOptions& 
         if (result == 0)
             return false;
         if (result < 0)
-            throw failure(line.name(), result);
-        printLevel(line, true, options.json);
+            throw failure(name, result);
+        edge.print(true, options.json);
     }
     return true;
 }
 
-/// Sets the line up, watches, and sets it back.
-bool watchLine(const GpioWatchOptions& options)
+bool watchUntilSignal(const std::string& name, IEdges& edge, const GpioWatchOptions& options)
 {
-    const unsigned number = gpioNumber(options.line);
-    const CEndSignals signals;
-    const CGpioLine line(number, options.line);
-    if (line.direction() != "in")
-        throw badInput(line.name() + " is an output: it has no edges");
-    const CEdgeSetting setting(line, options.edge);
-    Kiv::CGpioEdge edge(line.number());
-    require(line.name(), edge.error());
     const CInterruptible interruptible(edge);
     try
     {
-        return watch(line, edge, options);
+        return watch(name, edge, options);
     }
     catch (const COutputGone&)
     {
         receivedSignal = SIGPIPE;
         return true;
     }
+}
+
+bool watchDeviceLine(const GpioWatchOptions& options)
+{
+    const DeviceLine line = deviceLine(options.line);
+    const CEndSignals signals;
+    if (lineInfo(line).direction == Kiv::PinDirectionOutput)
+        throw badInput(line.name + " is an output: it has no edges");
+    CDeviceEdges edge(line, options.line, options.edge);
+    return watchUntilSignal(line.name, edge, options);
+}
+
+/// Sets the line up, watches, and sets it back.
+bool watchLine(const GpioWatchOptions& options)
+{
+    if (usesGpioDevice())
+        return watchDeviceLine(options);
+    const unsigned number = gpioNumber(options.line);
+    const CEndSignals signals;
+    const CGpioLine line(number, options.line);
+    if (line.direction() != "in")
+        throw badInput(line.name() + " is an output: it has no edges");
+    const CEdgeSetting setting(line, options.edge);
+    CFileEdges edge(line);
+    return watchUntilSignal(line.name(), edge, options);
 }
 
 } // namespace

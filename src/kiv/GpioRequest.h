@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include <kiv/Deadline.h>
 #include <kiv/GpioChips.h>
 #include <kiv/kiv_export.h>
 
@@ -95,6 +96,8 @@ public:
     /// their order, as many as the kernel keeps; later ones push the oldest out, which lostEdges of the next one tells.
     /// Of an interruption and an edge at once the interruption comes first, and the edge with the next call.
     int wait(int timeoutMs, GpioEdgeEvent& event);
+    /// The same until a deadline.
+    int wait(const CDeadline& deadline, GpioEdgeEvent& event);
     /// Ends the wait in progress, or else the next one.
     void interrupt();
 

@@ -115,7 +115,7 @@ private:
 
     static int describe(const Chip& chip, gpiochip_info& info)
     {
-        std::strncpy(info.label, chip.label.c_str(), sizeof info.label); // no NUL when it just fits, as the kernel
+        chip.label.copy(info.label, sizeof info.label); // no NUL when it just fits
         info.lines = static_cast<unsigned>(chip.lines.size());
         return 0;
     }

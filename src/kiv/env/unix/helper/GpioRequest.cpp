@@ -9,6 +9,7 @@
 #include "kiv/env/unix/helper/GpioDevice.h"
 #include "kiv/env/unix/helper/SysfsTake.h"
 #include "kiv/errors/ResultCodes.h"
+#include "kiv/time/TimeSource.h"
 
 namespace Kiv
 {
@@ -98,23 +99,6 @@ std::string holderOf(const CDescriptor& chip, const std::vector<unsigned int>& o
     }
     return "held by another";
 }
-
-/// What is left of a time-out; negative ones are without end.
-class CTimeLeft
-{
-public:
-    explicit CTimeLeft(int timeoutMs) : total(timeoutMs), end(Clock::now() + std::chrono::milliseconds(timeoutMs)) {}
-    int ms() const
-    {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-        return total < 0 ? -1 : static_cast<int>(std::max<long long>(left, 0));
-    }
-
-private:
-    using Clock = std::chrono::steady_clock;
-    int total;
-    Clock::time_point end;
-};
 
 } // namespace
 
@@ -270,11 +254,15 @@ int CGpioRequest::writeLine(unsigned int index, ePinValue value)
 
 int CGpioRequest::wait(int timeoutMs, GpioEdgeEvent& event)
 {
+    return wait(timeoutMs < 0 ? CDeadline::never() : CDeadline::in(std::chrono::milliseconds(timeoutMs)), event);
+}
+
+int CGpioRequest::wait(const CDeadline& deadline, GpioEdgeEvent& event)
+{
     if (!isRequested() || !d->wake.isOpen())
         return badDescriptor;
-    const CTimeLeft left(timeoutMs);
     pollfd descriptors[] = {{d->wake.get(), POLLIN, 0}, {d->lines.get(), POLLIN, 0}};
-    const int ready = uninterrupted([&] { return ::poll(descriptors, 2, left.ms()); });
+    const int ready = Time::poll(descriptors, 2, deadline);
     if (ready < 0)
         return negatedErrno();
     if (d->wasInterrupted())

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <thread>
 
 #include <kiv/ErrorToString.h>
 #include <kiv/diag.h>
@@ -10,20 +9,13 @@
 
 #include "kiv/env/unix/diag/logging.h"
 #include "kiv/errors/ResultCodes.h"
+#include "kiv/time/TimeSource.h"
 
 namespace Kiv
 {
 
 namespace
 {
-
-constexpr long long nsPerMs = 1000000;
-
-long long nowNs()
-{
-    const auto now = std::chrono::steady_clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
-}
 
 /// A program that has not set logging up would get a complaint of log4cplus on standard error in place of the record.
 bool isHeard(log4cplus::Logger logger)
@@ -71,19 +63,20 @@ int readAttribute(const std::string& path, std::string& text)
 
 bool isThere(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
 
-CAccessPatience::CAccessPatience(unsigned int timeoutMs) : endNs(nowNs() + timeoutMs * nsPerMs) {}
+CAccessPatience::CAccessPatience(unsigned int timeoutMs) : end(CDeadline::in(std::chrono::milliseconds(timeoutMs))) {}
 
 bool CAccessPatience::waitForNext() const
 {
-    if (nowNs() >= endNs)
+    if (end.isExpired())
         return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    Time::sleepUntil(CDeadline::in(std::chrono::milliseconds(1)));
     return true;
 }
 
 unsigned int CAccessPatience::left() const
 {
-    return static_cast<unsigned int>(std::max(0LL, endNs - nowNs()) / nsPerMs);
+    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(end.remaining()).count();
+    return static_cast<unsigned int>(std::max<long long>(ms, 0));
 }
 
 int refused(const std::string& who, const std::string& path, int result, const std::string& hint)

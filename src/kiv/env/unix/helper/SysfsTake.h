@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include <kiv/Deadline.h>
+
 #include "kiv/env/unix/helper/SystemCall.h"
 
 namespace Kiv
@@ -29,7 +31,7 @@ public:
     unsigned int left() const;
 
 private:
-    long long endNs;
+    CDeadline end;
 };
 
 /// Repeats an access that is refused for want of rights until it is allowed or the patience ends; its last result.
