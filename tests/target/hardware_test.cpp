@@ -1,5 +1,7 @@
 /// GPIO and PWM through the real kernel of the emulated board: its PL061 lines, whose line 3 is the power button, and
 /// the two PWM chips that pwm.dtsi adds. scripts/target-test runs it there, and presses the button when asked to.
+#include <kiv/GpioLine.h>
+#include <kiv/GpioRequest.h>
 #include <kiv/LinuxPWMChip.h>
 #include <kiv/linux_gpio.h>
 #include <kiv/linux_pwm.h>
@@ -148,6 +150,76 @@ TEST_F(RealGpio, WaitEndsByInterruptionAndAfterUnexport)
     other.join();
     EXPECT_EQ(gpio_unexport(button), 0);
     EXPECT_EQ(edge.wait(generousMs), -19);
+}
+
+/// The same lines by the character device.
+TEST_F(RealGpio, RequestsDriveSeveralLinesAtOnceAndExcludeOthers)
+{
+    const char* chip = "9030000.pl061";
+    GpioRequestSettings settings;
+    settings.direction = PinDirectionOutput;
+    settings.firstValues = 2;
+    settings.consumer = "hardware test";
+    CGpioRequest lines;
+    ASSERT_EQ(lines.request(chip, {1, 4}, settings), 0);
+    std::uint64_t values = 9;
+    EXPECT_EQ(lines.read(values), 0);
+    EXPECT_EQ(values, 2U);
+    EXPECT_EQ(lines.write(1), 0);
+    EXPECT_EQ(lines.read(values), 0);
+    EXPECT_EQ(values, 1U);
+    EXPECT_EQ(lines.writeLine(1, PinValueHigh), 0);
+    EXPECT_EQ(lines.readLine(1), 1);
+    GpioLineInfo info;
+    EXPECT_EQ(gpio_line(chip, 4, info), 0);
+    EXPECT_TRUE(info.isHeld);
+    EXPECT_EQ(info.consumer, "hardware test");
+    EXPECT_EQ(info.direction, PinDirectionOutput);
+    CGpioRequest other;
+    EXPECT_EQ(other.request(chip, {4}, settings), -16);
+    EXPECT_EQ(other.request(chip, {8}, settings), -22);
+    CGpioLine byFiles;
+    EXPECT_EQ(byFiles.take(line, GpioLineSettings()), -16);
+    settings.mode = PinModeActiveLow;
+    EXPECT_EQ(lines.reconfigure(settings), 0);
+    EXPECT_EQ(lines.read(values), 0);
+    EXPECT_EQ(values, 2U);
+    lines.release();
+    ASSERT_EQ(byFiles.take(line, GpioLineSettings()), 0);
+    EXPECT_EQ(other.request(chip, {1}, settings), -16) << "held by the files";
+    EXPECT_EQ(gpio_line(chip, 1, info), 0);
+    EXPECT_EQ(info.consumer, "sysfs");
+    CGpioLine again;
+    EXPECT_EQ(again.take(line, GpioLineSettings()), 0);
+    EXPECT_TRUE(again.isAdopted());
+}
+
+TEST_F(RealGpio, EdgesOfARequestCarryTheKernelsTime)
+{
+    GpioRequestSettings settings;
+    settings.edge = GpioEdgeBoth;
+    CGpioRequest request;
+    ASSERT_EQ(request.request("9030000.pl061", {3}, settings), 0);
+    while (request.readLine(0) != 0) // released since the last press
+        std::this_thread::yield();
+    GpioEdgeEvent event;
+    while (request.wait(0, event) == 1)
+        continue;
+    const std::uint32_t before = event.sequence;
+    const auto begin = CDeadline::now();
+    askForTheButton();
+    ASSERT_EQ(request.wait(generousMs, event), 1);
+    EXPECT_EQ(event.edge, GpioEdgeRising);
+    EXPECT_EQ(event.sequence, before + 1);
+    EXPECT_GE(event.timeNs, static_cast<std::uint64_t>(begin.count()));
+    const std::uint64_t pressed = event.timeNs;
+    ASSERT_EQ(request.wait(generousMs, event), 1);
+    EXPECT_EQ(event.edge, GpioEdgeFalling);
+    EXPECT_EQ(event.lineSequence, before + 2);
+    EXPECT_EQ(event.lostEdges, 0U);
+    EXPECT_GT(event.timeNs, pressed);
+    request.interrupt();
+    EXPECT_EQ(request.wait(generousMs, event), -36);
 }
 
 /// The chips by the names of their devices; their drivers keep the values in the registers of nobody.
