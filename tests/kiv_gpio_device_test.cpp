@@ -47,6 +47,6 @@ TEST(KivGpioDevice, LinesAreReadSetAndListed)
                 HasSubstr("3 line soc:1: Resource busy, held by pump-driver"));
     EXPECT_THAT(refusal([] { Tool::deviceLine("soc:2"); }), HasSubstr("2 GPIO chip soc has the lines 0 to 1, not 2"));
     EXPECT_THAT(refusal([] { Tool::deviceLine("504"); }), HasSubstr("2 no GPIO line: 504"));
-    EXPECT_THAT(refusal([] { Tool::deviceLine("door"); }), HasSubstr("3 line door: No such entity"));
+    EXPECT_THAT(refusal([] { Tool::deviceLine("door"); }), HasSubstr("2 no GPIO line: door"));
     EXPECT_THAT(refusal([] { Tool::deviceLine("none:0"); }), HasSubstr("3 GPIO chip none: No such device"));
 }

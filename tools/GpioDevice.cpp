@@ -29,11 +29,12 @@ DeviceLine deviceLine(const std::string& text)
         line.offset = static_cast<unsigned>(*offset);
         return line;
     }
-    if (parseNumber(text))
+    constexpr int notFound = -2;
+    const int result = parseNumber(text) ? notFound : Kiv::gpio_find_line(text, line.chip, line.offset);
+    if (result == notFound)
         throw badInput("no GPIO line: " + text +
-                       " (without /sys/class/gpio lines have no numbers; say CHIP:OFFSET or the "
-                       "line's name)");
-    require(line.name, Kiv::gpio_find_line(text, line.chip, line.offset));
+                       " (without /sys/class/gpio lines have no numbers: CHIP:OFFSET or a name)");
+    require(line.name, result);
     return line;
 }
 
