@@ -12,10 +12,8 @@
 #include <unistd.h>
 
 #include <kiv/IniFile.h>
+#include <kiv/IniText.h>
 
-#include "Command.h"
-#include "IniEdit.h"
-#include "IniLines.h"
 #include "support/KivTool.h"
 #include "support/TemporaryDirectory.h"
 
@@ -89,19 +87,19 @@ TEST_F(KivIni, LinesAreWhatTheLibraryLoads)
         std::string expected;
         std::string seen;
         std::string joined;
-        const auto lines = Tool::iniLines(text);
+        const auto lines = Kiv::iniLines(text);
         std::string section;
-        for (const Tool::IniLine& line : lines)
+        for (const Kiv::IniLine& line : lines)
         {
             joined += line.text;
-            if (line.kind == Tool::IniLineSection)
+            if (line.kind == Kiv::IniLineSection)
                 section = line.name;
-            if (line.kind == Tool::IniLineSection)
+            if (line.kind == Kiv::IniLineSection)
                 seen += '[' + line.name + "]\n";
-            if (line.kind != Tool::IniLineKey)
+            if (line.kind != Kiv::IniLineKey)
                 continue;
             seen += line.name + '=' + line.value + '\n';
-            const std::size_t reached = Tool::findKey(lines, section, line.name);
+            const std::size_t reached = Kiv::findIniKey(lines, section, line.name);
             const Kiv::CIniFileKey* key = ini.findKey(section, line.name);
             ASSERT_EQ(key == nullptr, reached == lines.size()) << text;
             ASSERT_TRUE(key == nullptr || key->value() == lines[reached].value) << text;
@@ -167,6 +165,11 @@ TEST_F(KivIni, CheckNamesEveryLineThatDoesNotMeanWhatItShows)
         {"[A]\nk=0X1F\n", "2: note: read as an integer it is 0", 0},
         {"[A]\nk=-0x10\n", "2: note: read as an integer it is 0", 0},
         {"[A]\nk=True\n", "2: note: read as a truth value it is the default", 0},
+        {"[A]\nk=5 min\n", "2: note: read as a number it ends before the letters", 0},
+        {"[A]\nk=1.5e\n", "2: note: read as a number it ends before the letters", 0},
+        {"[A]\nk=0x1G\n", "2: note: read as an integer it ends before", 0},
+        {"[A]\nk=-99999999999999999999\n", "2: note: read as an integer it is the largest or smallest", 0},
+        {"[A]\nk=0xFFFFFFFFFFFFFFFF\nl=1e3\nm=5 apple trees\nn=1.5.2\n", "", 0},
         {"[A]\nk=0,5\n", "2: note: read as a number it ends at the comma", 0},
         {"[A]\nk=2024-03-15\n", "2: note: read as a date it is the default", 0},
         {"[A]\nk=15-03-2024\n", "2: note: read as a date the month is above 12", 0},
@@ -194,6 +197,30 @@ TEST_F(KivIni, CheckNamesEveryLineThatDoesNotMeanWhatItShows)
                   "\",\"line\":2,\"kind\":\"note\",\"reason\":\"a comment needs a line of its own: " +
                   "this one belongs to the value\"},\n{\"file\":\"" + path +
                   "\",\"line\":3,\"kind\":\"warning\",\"reason\":\"the key's name is empty\"}\n]\n");
+}
+
+TEST_F(KivIni, CheckWithASchemaSaysWhatTheProgramWould)
+{
+    const std::string schema = directory.path() / "schema.ini";
+    std::ofstream(schema) << "[schema]\nversion=1\n[setting]\nsection=A\nkey=Period\nkind=duration\ndefault=1 s\n";
+    write("[A]\nPeriod=5 min\n");
+    EXPECT_THAT(runTool({"ini", "check", "--schema", schema, path}), Prints(""));
+    write("[A]\nPeriod=5\nPreiod=5 s\n");
+    const std::string reason = "has no unit; allowed: a duration such as 250 ms, 5 min or 1.5 h";
+    const ToolResult result = runTool({"ini", "check", "--schema", schema, path});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, path + ":2: [A] Period = 5: " + reason + '\n' + path +
+                              ":3: [A] Preiod = 5 s: there is no such key; did you mean Period?\n");
+    EXPECT_EQ(runShell("kiv ini check --json --schema " + schema + " - < " + path).out,
+              "[\n{\"file\":\"-\",\"line\":2,\"kind\":\"error\",\"section\":\"A\",\"key\":\"Period\",\"value\":\"5\","
+              "\"reason\":\"" +
+                  reason +
+                  "\"},\n{\"file\":\"-\",\"line\":3,\"kind\":\"error\",\"section\":\"A\",\"key\":\"Preiod\",\"value\":"
+                  "\"5 s\","
+                  "\"reason\":\"there is no such key; did you mean Period?\"}\n]\n");
+    EXPECT_THAT(runTool({"ini", "check", "--schema", path, path}), Refuses(2, path + ":1: [A] there is no such part"));
+    EXPECT_THAT(runTool({"ini", "check", "--schema", directory.path() / "none", path}), Refuses(3, "none: No such"));
+    EXPECT_THAT(runTool({"ini", "check", "--schema", schema, directory.path() / "none"}), Refuses(3, "none: No such"));
 }
 
 // ---- setting
@@ -250,11 +277,16 @@ TEST_F(KivIni, SettingsReadBackAndLeaveAllOthersAsTheyWere)
     for (int round = 0; round < 2000; ++round)
     {
         const std::string before = randomText();
-        const Tool::IniSetting setting{names[random() % 6], keys[random() % 4], values[random() % 5]};
+        const struct
+        {
+            std::string section;
+            std::string key;
+            std::string value;
+        } setting{names[random() % 6], keys[random() % 4], values[random() % 5]};
         write(before);
         Kiv::CIniFile old(path);
         ASSERT_EQ(old.load(), 0U);
-        const std::string after = Tool::withSetting(before, setting);
+        const std::string after = Kiv::iniTextWith(before, setting.section, setting.key, setting.value);
         write(after);
         Kiv::CIniFile changed(path);
         ASSERT_EQ(changed.load(), 0U);
@@ -351,7 +383,7 @@ TEST_F(KivIni, SetsAtTheSameTimeAllCount)
     write("[A]\n");
     EXPECT_THAT(runShell("for i in 0 1 2 3 4 5 6 7 8 9; do kiv ini set " + path + " A key$i $i & done; wait"),
                 Prints(""));
-    EXPECT_EQ(Tool::iniLines(read()).size(), 11U) << read();
+    EXPECT_EQ(Kiv::iniLines(read()).size(), 11U) << read();
 }
 
 TEST_F(KivIni, SetWaitsOnlyAWhileForALockThatEveryReaderOfTheFolderCanHold)

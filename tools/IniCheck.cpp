@@ -4,7 +4,8 @@
 #include <cctype>
 #include <map>
 
-#include "IniLines.h"
+#include <kiv/IniText.h>
+
 #include "IniValueCheck.h"
 
 namespace Tool
@@ -52,12 +53,12 @@ class CIniChecker
 public:
     std::vector<IniFault> check(const std::string& text)
     {
-        for (const IniLine& line : iniLines(text))
+        for (const Kiv::IniLine& line : Kiv::iniLines(text))
         {
             ++number;
             checkBytes(line);
             checkMeaning(line);
-            if (line.kind == IniLineBroken)
+            if (line.kind == Kiv::IniLineBroken)
                 break; // nothing behind it is read
         }
         return std::move(faults);
@@ -66,11 +67,11 @@ public:
 private:
     void report(eIniFault kind, const std::string& reason) { faults.push_back({kind, number, reason}); }
 
-    void checkBytes(const IniLine& line);
-    void checkMeaning(const IniLine& line);
-    void checkSection(const IniLine& line);
-    void checkKey(const IniLine& line);
-    void checkOther(const IniLine& line);
+    void checkBytes(const Kiv::IniLine& line);
+    void checkMeaning(const Kiv::IniLine& line);
+    void checkSection(const Kiv::IniLine& line);
+    void checkKey(const Kiv::IniLine& line);
+    void checkOther(const Kiv::IniLine& line);
 
     std::vector<IniFault> faults;
     std::size_t number = 0;
@@ -79,7 +80,7 @@ private:
     CSeenNames keys; ///< of the section under way
 };
 
-void CIniChecker::checkBytes(const IniLine& line)
+void CIniChecker::checkBytes(const Kiv::IniLine& line)
 {
     const std::string& text = line.text;
     if (number == 1 && text.compare(0, 3, "\xEF\xBB\xBF") == 0)
@@ -98,32 +99,32 @@ void CIniChecker::checkBytes(const IniLine& line)
     }
 }
 
-void CIniChecker::checkMeaning(const IniLine& line)
+void CIniChecker::checkMeaning(const Kiv::IniLine& line)
 {
     switch (line.kind)
     {
-    case IniLineBlank:
-    case IniLineComment:
+    case Kiv::IniLineBlank:
+    case Kiv::IniLineComment:
         break;
-    case IniLineBroken:
+    case Kiv::IniLineBroken:
         report(IniFaultError, "a section without ]: the file does not load");
         break;
-    case IniLineSection:
+    case Kiv::IniLineSection:
         checkSection(line);
         break;
-    case IniLineHomeless:
+    case Kiv::IniLineHomeless:
         report(IniFaultWarning, "ignored: the key stands before the first section");
         break;
-    case IniLineKey:
+    case Kiv::IniLineKey:
         checkKey(line);
         break;
-    case IniLineOther:
+    case Kiv::IniLineOther:
         checkOther(line);
         break;
     }
 }
 
-void CIniChecker::checkSection(const IniLine& line)
+void CIniChecker::checkSection(const Kiv::IniLine& line)
 {
     const std::size_t last = line.text.find_last_not_of(" \t\r\n");
     if (line.text[last] != ']')
@@ -141,7 +142,7 @@ void CIniChecker::checkSection(const IniLine& line)
     keys = CSeenNames();
 }
 
-void CIniChecker::checkKey(const IniLine& line)
+void CIniChecker::checkKey(const Kiv::IniLine& line)
 {
     if (line.name.empty())
         report(IniFaultWarning, "the key's name is empty");
@@ -154,7 +155,7 @@ void CIniChecker::checkKey(const IniLine& line)
         report(IniFaultNote, reason);
 }
 
-void CIniChecker::checkOther(const IniLine& line)
+void CIniChecker::checkOther(const Kiv::IniLine& line)
 {
     const bool hasColon = line.text.find(':') != std::string::npos;
     report(IniFaultWarning, hasColon ? "ignored: there is no =, and a : separates nothing" : "ignored: there is no =");

@@ -13,11 +13,11 @@
 
 #include <kiv/FileEdit.h>
 #include <kiv/IniFile.h>
+#include <kiv/IniText.h>
+#include <kiv/Settings.h>
 
 #include "Command.h"
 #include "IniCheck.h"
-#include "IniEdit.h"
-#include "IniLines.h"
 #include "Input.h"
 #include "Json.h"
 
@@ -27,9 +27,17 @@ namespace Tool
 namespace
 {
 
+struct IniSetting
+{
+    std::string section;
+    std::string key;
+    std::string value;
+};
+
 struct IniOptions
 {
     std::string file;
+    std::string schema;
     IniSetting setting;
     bool create = false;
     bool strict = false;
@@ -37,11 +45,11 @@ struct IniOptions
 };
 
 /// A file that does not load is named with the line where loading ends.
-std::vector<IniLine> loadableLines(const std::string& path, const std::string& text)
+std::vector<Kiv::IniLine> loadableLines(const std::string& path, const std::string& text)
 {
-    std::vector<IniLine> lines = iniLines(text);
+    std::vector<Kiv::IniLine> lines = Kiv::iniLines(text);
     for (std::size_t i = 0; i < lines.size(); ++i)
-        if (lines[i].kind == IniLineBroken)
+        if (lines[i].kind == Kiv::IniLineBroken)
             throw badInput(inputName(path) + ':' + std::to_string(i + 1) + ": a section without ]");
     return lines;
 }
@@ -50,8 +58,9 @@ std::vector<IniLine> loadableLines(const std::string& path, const std::string& t
 
 void getValue(const IniOptions& options)
 {
-    const std::vector<IniLine> lines = loadableLines(options.file, readInput(options.file)); // once: it may be a pipe
-    const std::size_t place = findKey(lines, options.setting.section, options.setting.key);
+    const std::vector<Kiv::IniLine> lines =
+        loadableLines(options.file, readInput(options.file)); // once: it may be a pipe
+    const std::size_t place = Kiv::findIniKey(lines, options.setting.section, options.setting.key);
     if (place == lines.size())
         throw CToolError(ExitNo, inputName(options.file) + ": no key \"" + options.setting.key + "\" in section \"" +
                                      options.setting.section + '"');
@@ -69,7 +78,7 @@ std::string toJson(const ListedSection& section)
     return CJsonObject().addText("section", section.name).add("keys", jsonArray(section.keys)).text();
 }
 
-std::string keyText(const IniLine& line, bool json)
+std::string keyText(const Kiv::IniLine& line, bool json)
 {
     if (!json)
         return line.name + '=' + line.value;
@@ -79,11 +88,11 @@ std::string keyText(const IniLine& line, bool json)
 std::vector<ListedSection> sectionsOf(const IniOptions& options)
 {
     std::vector<ListedSection> sections;
-    for (const IniLine& line : loadableLines(options.file, readInput(options.file)))
+    for (const Kiv::IniLine& line : loadableLines(options.file, readInput(options.file)))
     {
-        if (line.kind == IniLineSection)
+        if (line.kind == Kiv::IniLineSection)
             sections.push_back({line.name, {}});
-        else if (line.kind == IniLineKey)
+        else if (line.kind == Kiv::IniLineKey)
             sections.back().keys.push_back(keyText(line, options.json));
     }
     return sections;
@@ -165,14 +174,16 @@ void requireReadBack(const std::string& text, const IniOptions& options)
 
 void setValue(const IniOptions& options)
 {
-    requireWritable(options.setting);
+    const IniSetting& setting = options.setting;
+    if (const std::string fault = Kiv::iniSettingFault(setting.section, setting.key, setting.value); !fault.empty())
+        throw badInput(fault);
     requireFile(options);
     Kiv::CFileEdit edit(options.file);
     begin(edit, options.file);
     std::string before;
     require(options.file, static_cast<std::int32_t>(edit.read(before)));
     loadableLines(options.file, before);
-    const std::string after = withSetting(before, options.setting);
+    const std::string after = Kiv::iniTextWith(before, setting.section, setting.key, setting.value);
     if (after == before)
         return;
     requireReadBack(after, options);
@@ -194,8 +205,50 @@ std::string faultJson(const IniOptions& options, const IniFault& fault)
     return object.addText("kind", kindName(fault.kind)).addText("reason", fault.reason).text();
 }
 
+std::string faultJson(const IniOptions& options, const Kiv::SettingsFault& fault)
+{
+    CJsonObject object;
+    object.addText("file", options.file).addNumber("line", static_cast<long long>(fault.line));
+    object.addText("kind", kindName(IniFaultError)).addText("section", fault.section).addText("key", fault.key);
+    return object.addText("value", fault.found).addText("reason", fault.reason).text();
+}
+
+/// A schema that is wrong ends the program with its first fault.
+void readSchema(Kiv::CSettings& settings, const std::string& path)
+{
+    const ErrCode code = settings.readSchema(path);
+    if (!settings.faults().empty())
+        throw badInput(settings.faults().front().text());
+    require(path, static_cast<std::int32_t>(code));
+}
+
+/// With the words of a program that has these settings.
+void checkBySchema(const IniOptions& options)
+{
+    Kiv::CSettings settings;
+    readSchema(settings, options.schema);
+    const ErrCode code = settings.read(options.file == "-" ? "/dev/stdin" : options.file);
+    if (code != 0 && settings.faults().empty())
+        throw failure(inputName(options.file), static_cast<std::int32_t>(code));
+    std::vector<std::string> lines;
+    for (Kiv::SettingsFault fault : settings.faults())
+    {
+        fault.file = inputName(options.file);
+        if (options.json)
+            lines.push_back(faultJson(options, fault));
+        else
+            printLine(fault.text());
+    }
+    if (options.json)
+        printLine(jsonLines(lines));
+    if (code != 0)
+        throw CToolError(ExitNo, "");
+}
+
 void checkFile(const IniOptions& options)
 {
+    if (!options.schema.empty())
+        return checkBySchema(options);
     const std::vector<IniFault> faults = checkIni(readInput(options.file));
     std::vector<std::string> lines;
     bool isGood = true;
@@ -255,10 +308,13 @@ void addCheck(CLI::App& ini, const Options& options)
 {
     CLI::App* check = addFileCommand(ini, options, "check", "Name lines that do not mean what they show");
     check->add_flag("--strict", options->strict, "Notes count too for the exit status");
+    check->add_option("--schema", options->schema, "What may stand in the file, as a program printed it")
+        ->check(notEmpty());
     addJson(*check, options->json);
     check->footer("Prints FILE:LINE: KIND: REASON. An error keeps the file from loading; a warning is a\n"
                   "line that the loader drops or changes, or that no lookup reaches; a note is likely\n"
-                  "meant otherwise. The exit status is 1 after an error or a warning.");
+                  "meant otherwise. The exit status is 1 after an error or a warning. With --schema every\n"
+                  "fault counts that the program itself would name when it reads the file.");
     check->callback([options] { checkFile(*options); });
 }
 

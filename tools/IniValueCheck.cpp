@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <string_view>
 
 namespace Tool
@@ -62,6 +63,32 @@ const char* checkInteger(std::string_view value)
     if (significant == std::string_view::npos || significant + 1 == value.size())
         return nullptr; // 07 is 7 in either way
     return "read as an integer it is octal, because of the 0 in front";
+}
+
+/// Numbers with something behind them, or with more digits than a number can have.
+const char* checkDigits(std::string_view value)
+{
+    if (!value.empty() && (value[0] == '+' || value[0] == '-'))
+        value.remove_prefix(1);
+    const bool isHex = value.substr(0, 2) == "0x";
+    const std::string_view digits = value.substr(isHex ? 2 : 0);
+    const std::size_t end =
+        std::min(digits.find_first_not_of(isHex ? "0123456789abcdefABCDEF" : "0123456789."), digits.size());
+    long long number = 0;
+    const auto [stop, error] = std::from_chars(digits.data(), digits.data() + end, number, isHex ? 16 : 10);
+    if (error == std::errc::result_out_of_range && end == digits.size() && (!isHex || digits.size() > 16))
+        return "read as an integer it is the largest or smallest there is, or -1: it has too many digits";
+    if (stop == digits.data() || end == digits.size())
+        return nullptr;
+    const std::string_view rest = digits.substr(end);
+    constexpr std::size_t longestUnit = 5; // more than this is a text that begins with a number
+    if (isHex)
+        return "read as an integer it ends before the first character that is no hexadecimal digit";
+    const std::string_view word = rest.substr(rest[0] == ' ' ? 1 : 0);
+    if (word.empty() || word.size() > longestUnit ||
+        !isAllOf(lowerCase(std::string(word)), "abcdefghijklmnopqrstuvwxyz%"))
+        return nullptr;
+    return "read as a number it ends before the letters: typed reads know no units";
 }
 
 const char* checkFloat(std::string_view value)
@@ -126,7 +153,7 @@ const char* checkText(std::string_view value)
 std::vector<std::string> checkIniValue(const std::string& value)
 {
     std::vector<std::string> reasons;
-    for (const auto check : {checkInteger, checkFloat, checkBool, checkDate, checkTime, checkText})
+    for (const auto check : {checkInteger, checkDigits, checkFloat, checkBool, checkDate, checkTime, checkText})
         if (const char* reason = check(value))
             reasons.emplace_back(reason);
     return reasons;

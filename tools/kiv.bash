@@ -14,7 +14,7 @@ _kiv_words()
         errors) echo --group --markdown --json --help ;;
         'ini get' | 'ini list') echo --json --help ;;
         'ini set') echo --create --help ;;
-        'ini check') echo --strict --json --help ;;
+        'ini check') echo --strict --schema --json --help ;;
         'gpio get') echo --json --help ;;
         'gpio list' | 'pwm list') echo --json --help ;;
         'gpio set') echo --release --help ;;

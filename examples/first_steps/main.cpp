@@ -17,8 +17,13 @@ int main()
 {
     const std::string here = Kiv::getApplicationDirPath();
     Kiv::Diag::init(here + "/logging.properties");
-    Kiv::CIniFile ini(here + "/first_steps.ini");
-    ini.load();
+    std::chrono::milliseconds interval(500);
+    Kiv::CSettings settings;
+    settings.section("Lamp");
+    settings.add("Interval", interval, "From one change to the next.")
+        .range(std::chrono::milliseconds(1), std::chrono::hours(1));
+    if (settings.read(here + "/first_steps.ini") != 0)
+        std::fputs(settings.faultText().c_str(), stderr); // it goes on with half a second
 
     Kiv::CStateMachine lamp(Kiv::CStateMachine::ProcessingAsync); // on a thread of its own
     auto* dark = new Kiv::CState("dark", &lamp);                  // the machine owns its states
@@ -30,7 +35,7 @@ int main()
     lamp.start();
 
     int beats = 0;
-    Kiv::CAlarmTimer timer(static_cast<unsigned>(ini.readInteger("Lamp", "Interval", 500)), 6); // six alarms
+    Kiv::CAlarmTimer timer(static_cast<unsigned>(interval.count()), 6); // six alarms
     timer.setAlarmCallback([&] { return lamp.postEvent(beats++ % 2 ? EventOff : EventOn), true; });
     timer.start();
     while (timer.isStarted())

@@ -1,52 +1,51 @@
 // A configuration that is read anew while the program runs, and taken over only when it is whole.
 
 // [config_reload]
-#include <cstdio>
 #include <fstream>
-#include <stdexcept>
+#include <iostream>
 #include <string>
 
 #include <kiv/ErrorToString.h>
-#include <kiv/IniFile.h>
+#include <kiv/Settings.h>
 
 struct Limits
 {
-    long low = 10;
-    long high = 90;
+    int low = 10;
+    int high = 90;
 };
 
-/// Changes `limits` only if the whole file is good.
-bool reload(const std::string& path, Limits& limits)
+void describe(Kiv::CSettings& settings, Limits& limits)
 {
-    Kiv::CIniFile ini(path); // a new object each time: load() adds to what is there
-    try
-    {
-        if (const ErrCode error = ini.load())
-            return std::printf("kept: %s\n", ErrorToString(error)), false;
-    }
-    catch (const std::out_of_range&) // a line begins with '[' and has no ']'
-    {
-        return std::puts("kept: a section without its bracket"), false;
-    }
-    Limits fresh;
-    fresh.low = ini.readInteger("Limits", "Low", fresh.low);
-    fresh.high = ini.readInteger("Limits", "High", fresh.high);
-    if (fresh.low >= fresh.high)
-        return std::puts("kept: low is not below high"), false;
-    limits = fresh;
-    return true;
+    settings.section("Limits");
+    settings.add("Low", limits.low, "The alarm comes below this.").range(0, 100);
+    settings.add("High", limits.high, "The alarm comes above this.").range(0, 100);
+    settings.addCheck([&limits](Kiv::CSettings& checked) {
+        if (limits.low >= limits.high)
+            checked.fail(&limits.low, "is not below High");
+    });
+}
+
+/// Changes the limits only if the whole file is good.
+void reload(Kiv::CSettings& settings, const std::string& path)
+{
+    const ErrCode error = settings.read(path);
+    if (error != 0)
+        std::cout << "kept: " << (settings.faults().empty() ? ErrorToString(error) : settings.faultText()) << '\n';
+    for (const Kiv::SettingsChange& change : settings.changes())
+        std::cout << change.key << " is " << change.after << ", was " << change.before << '\n';
 }
 
 int main()
 {
     Limits limits;
+    Kiv::CSettings settings;
+    describe(settings, limits);
     const std::string path = "limits.ini";
-    for (const char* text : {"[Limits]\nLow=20\n", "[Limits]\nLow=95\n", "[Limits\n"})
+    for (const char* text : {"[Limits]\nLow=20\n", "[Limits]\nLow=95\n", "[Limits\n", "[Limits]\nlow=2O\n"})
     {
         std::ofstream(path) << text;
-        reload(path, limits);
-        std::printf("%ld to %ld\n", limits.low, limits.high);
+        reload(settings, path);
     }
-    reload("missing.ini", limits);
+    reload(settings, "missing.ini");
 }
 // [config_reload]

@@ -98,6 +98,8 @@ private:
 };
 
 /// An INI file in memory: load() reads it, reads and writes work on the model, updateFile() writes all of it back.
+/// For settings that people edit, CSettings is the safe sibling: it refuses what the reads here take for something
+/// else.
 ///
 /// A line is a comment when it begins with ';' or '#', a section when it begins with '[', a key when it has a '=';
 /// blanks around lines, names and values do not count, other lines are dropped. Comment lines stay with the section or
@@ -186,7 +188,8 @@ public:
     /// CIniFileSection::removeKey() of that section. Always 0.
     int deleteKey(const std::string& section, const std::string& key);
 
-    // Values. Numbers are read and written as in the C locale, whatever locale the process has set.
+    // Values. Numbers are read and written as in the C locale, whatever locale the process has set. Text that is not
+    // quite a number, "21,5" or "off", reads as something else or as the default: CSettings::read() refuses it.
 
     /// Decimal, "0x" hexadecimal, or octal after a '0' ("010" is 8, "08" and "0X1F" are 0); after a sign decimal only
     /// ("-0x10" is 0); text after the number does not count. A decimal number beyond the range reads as the nearest

@@ -20,6 +20,7 @@
 #include <kiv/GpioRequest.h>
 #include <kiv/HourMeter.h>
 #include <kiv/IniFile.h>
+#include <kiv/IniText.h>
 #include <kiv/Inspection.h>
 #include <kiv/KivDateTime.h>
 #include <kiv/LinuxPWMChip.h>
@@ -30,6 +31,7 @@
 #include <kiv/PollingTimer.h>
 #include <kiv/PwmOutput.h>
 #include <kiv/ServiceNotify.h>
+#include <kiv/Settings.h>
 #include <kiv/State.h>
 #include <kiv/StateMachine.h>
 #include <kiv/StateMachineDiagram.h>

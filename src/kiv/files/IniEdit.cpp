@@ -1,14 +1,11 @@
-#include "IniEdit.h"
-
 #include <string_view>
 #include <vector>
 
 #include <kiv/IniFile.h>
 
-#include "Command.h"
-#include "IniLines.h"
+#include "kiv/files/IniLinePlaces.h"
 
-namespace Tool
+namespace Kiv
 {
 
 namespace
@@ -16,9 +13,16 @@ namespace
 
 using Lines = std::vector<IniLine>;
 
+struct IniSetting
+{
+    const std::string& section;
+    const std::string& key;
+    const std::string& value;
+};
+
 bool hasOuterBlanks(const std::string& text)
 {
-    const auto isBlank = [](char c) { return Kiv::WhiteSpace.find(c) != std::string::npos; };
+    const auto isBlank = [](char c) { return WhiteSpace.find(c) != std::string::npos; };
     return !text.empty() && (isBlank(text.front()) || isBlank(text.back()));
 }
 
@@ -36,7 +40,7 @@ std::string separatorAfter(const IniLine& line)
 {
     if (line.kind != IniLineKey || line.value.empty())
         return "=";
-    const std::size_t name = line.text.find_first_not_of(Kiv::WhiteSpace);
+    const std::size_t name = line.text.find_first_not_of(WhiteSpace);
     return line.text.substr(name + line.name.size(), line.valueBegin - name - line.name.size());
 }
 
@@ -78,41 +82,40 @@ std::string withNewSection(const Lines& lines, const IniSetting& setting)
     return lines.empty() ? section : inserted(lines, lines.size() - 1, lineBreak + section);
 }
 
-void requireText(const std::string& what, const std::string& text)
-{
-    if (text.find('\n') != std::string::npos || text.find('\r') != std::string::npos)
-        throw badInput(what + " cannot hold a line break");
-}
+bool hasLineBreak(const std::string& text) { return text.find_first_of("\r\n") != std::string::npos; }
 
 } // namespace
 
-void requireWritable(const IniSetting& setting)
+std::string iniSettingFault(const std::string& section, const std::string& key, const std::string& value)
 {
-    requireText("the section's name", setting.section);
-    requireText("the key", setting.key);
-    requireText("the value", setting.value);
-    if (setting.key.empty() || setting.key.find('=') != std::string::npos ||
-        std::string_view("[;#").find(setting.key[0]) != std::string_view::npos || hasOuterBlanks(setting.key))
-        throw badInput("no key can be named \"" + setting.key +
-                       "\": it is empty, holds a =, begins with [ ; or #, or has blanks around it");
-    if (hasOuterBlanks(setting.value))
-        throw badInput("a value cannot begin or end with a blank: reading drops it");
+    if (hasLineBreak(section))
+        return "the section's name cannot hold a line break";
+    if (hasLineBreak(key))
+        return "the key cannot hold a line break";
+    if (hasLineBreak(value))
+        return "the value cannot hold a line break";
+    if (key.empty() || key.find('=') != std::string::npos ||
+        std::string_view("[;#").find(key[0]) != std::string_view::npos || hasOuterBlanks(key))
+        return "no key can be named \"" + key +
+               "\": it is empty, holds a =, begins with [ ; or #, or has blanks around it";
+    return hasOuterBlanks(value) ? "a value cannot begin or end with a blank: reading drops it" : "";
 }
 
-std::string withSetting(const std::string& text, const IniSetting& setting)
+std::string iniTextWith(const std::string& text, const std::string& section, const std::string& key,
+                        const std::string& value)
 {
     Lines lines = iniLines(text);
-    const std::size_t header = findSection(lines, setting.section);
+    const std::size_t header = findIniSection(lines, section);
     if (header == lines.size())
-        return withNewSection(lines, setting);
-    const std::size_t key = findKey(lines, setting.section, setting.key);
-    if (key == lines.size())
+        return withNewSection(lines, {section, key, value});
+    const std::size_t place = findIniKey(lines, section, key);
+    if (place == lines.size())
     {
-        const std::size_t last = lastOf(lines, header, endOfSection(lines, header + 1));
-        return inserted(lines, last, setting.key + separatorAfter(lines[last]) + setting.value + lineBreakOf(lines));
+        const std::size_t last = lastOf(lines, header, endOfIniSection(lines, header + 1));
+        return inserted(lines, last, key + separatorAfter(lines[last]) + value + lineBreakOf(lines));
     }
-    lines[key].text.replace(lines[key].valueBegin, lines[key].value.size(), setting.value);
+    lines[place].text.replace(lines[place].valueBegin, lines[place].value.size(), value);
     return joined(lines, 0, lines.size());
 }
 
-} // namespace Tool
+} // namespace Kiv

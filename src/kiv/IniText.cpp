@@ -1,10 +1,13 @@
-#include "IniLines.h"
+#include <kiv/IniText.h>
 
+#include <algorithm>
 #include <string_view>
 
 #include <kiv/IniFile.h>
 
-namespace Tool
+#include "kiv/files/IniLinePlaces.h"
+
+namespace Kiv
 {
 
 namespace
@@ -12,13 +15,13 @@ namespace
 
 std::string_view trimmedRight(std::string_view text)
 {
-    const std::size_t last = text.find_last_not_of(Kiv::WhiteSpace);
+    const std::size_t last = text.find_last_not_of(WhiteSpace);
     return text.substr(0, last == std::string_view::npos ? 0 : last + 1);
 }
 
 std::size_t skipBlanks(std::string_view text, std::size_t from)
 {
-    while (from < text.size() && Kiv::WhiteSpace.find(text[from]) != std::string::npos)
+    while (from < text.size() && WhiteSpace.find(text[from]) != std::string::npos)
         ++from;
     return from;
 }
@@ -86,7 +89,7 @@ std::vector<IniLine> iniLines(const std::string& text)
     return lines;
 }
 
-std::size_t findSection(const std::vector<IniLine>& lines, const std::string& section)
+std::size_t findIniSection(const std::vector<IniLine>& lines, const std::string& section)
 {
     std::size_t i = 0;
     while (i < lines.size() && !(lines[i].kind == IniLineSection && lines[i].name == section))
@@ -94,23 +97,23 @@ std::size_t findSection(const std::vector<IniLine>& lines, const std::string& se
     return i;
 }
 
-std::size_t endOfSection(const std::vector<IniLine>& lines, std::size_t begin)
+std::size_t endOfIniSection(const std::vector<IniLine>& lines, std::size_t begin)
 {
     while (begin < lines.size() && lines[begin].kind != IniLineSection)
         ++begin;
     return begin;
 }
 
-std::size_t findKey(const std::vector<IniLine>& lines, const std::string& section, const std::string& key)
+std::size_t findIniKey(const std::vector<IniLine>& lines, const std::string& section, const std::string& key)
 {
-    const std::size_t header = findSection(lines, section);
+    const std::size_t header = findIniSection(lines, section);
     if (header == lines.size())
         return header;
-    const std::size_t end = endOfSection(lines, header + 1);
+    const std::size_t end = endOfIniSection(lines, header + 1);
     for (std::size_t i = header + 1; i < end; ++i)
         if (lines[i].kind == IniLineKey && lines[i].name == key)
             return i;
     return lines.size();
 }
 
-} // namespace Tool
+} // namespace Kiv
