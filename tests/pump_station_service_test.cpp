@@ -45,7 +45,7 @@ protected:
     {
         const std::string script =
             R"(sed "s|^Log=.*|Log=$1|; s|^Hours=.*|Hours=$0.hours|; s|^Inflow=.*|Inflow=$2/inflow.csv|
-                    s|^AlarmInterval=.*|AlarmInterval=10|" "$2/pump_station.ini" > "$0"
+                    s|^AlarmInterval=.*|AlarmInterval=10 ms|" "$2/pump_station.ini" > "$0"
                exec )" +
             shellCommand(PUMP_STATION) + R"( --quiet --speed 100 --config "$0")";
         return {"sh", "-c", script, directory.path() / "station.ini", properties, exampleFiles};

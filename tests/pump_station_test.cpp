@@ -70,7 +70,7 @@ protected:
         recording = "time,inflow\n" + day.substr(from, day.find("19:35,") - from);
         config = contentOf(exampleFiles / "pump_station.ini");
         config = replaced(config, "${APP_PATH}", directory.path());
-        config = replaced(config, "AlarmInterval=200", "AlarmInterval=10");
+        config = replaced(config, "AlarmInterval=200 ms", "AlarmInterval=10 ms");
         write("inflow.csv", recording);
         write("pump_station.ini", config);
         write("logging.properties",
@@ -221,25 +221,20 @@ TEST_F(PumpStation, BadConfigIsRefusedWithFileLineAndReason)
         const char* to;
         const char* complaint;
     } rows[] = {
-        {nullptr, "", ":1: the file is empty"},
-        {"Area=24.0", "Area=wide", ":6: Area: 'wide' is no number"},
-        {"Area=24.0", "Area=inf", ":6: Area: 'inf' is no number"},
-        {"Area=24.0", "Area=", ":6: Area: '' is no number"},
-        {"Area=24.0", "Area=-1", ":6: Area: -1 does not lie between 0.1 and 1000"},
-        {"Area=24.0", "Aera=24.0", ":4: the section [Basin] has no key Area"},
-        {"Area=24.0", "Area 24.0", ":6: this is neither a comment, nor a [section], nor a key=value"},
-        {"Area=24.0", "Area=24.0\nDepth=4", ":7: the program has no use for this key"},
-        {"Area=24.0", "Area=24.0\nArea=23.0", ":7: this stands in line 6 already"},
-        {"[Basin]\n", "", ":5: the key stands before the first section"},
-        {"[Basin]", "[Basin", ":4: a section is written [NAME], with nothing after it"},
-        {"[Basin]", "[Pool]", ":69: the file ends without a section [Basin]"},
-        {"Stop=0.50", "Stop=0.10", ":15: Stop: the level does not lie above the one before"},
-        {"OverflowLevel=4.00", "OverflowLevel=3", ":8: OverflowLevel: the level does not lie above"},
-        {"At=03:30", "At=3.30", ":35: At: '3.30' is no time of day such as 07:30"},
-        {"07:12=07:31", "07:12=07:12", ":40: 07:12: the fault ends before it has begun"},
-        {"StepSeconds=5", "StepSeconds=7", ":45: StepSeconds: a minute is no whole number of steps"},
-        {"StepSeconds=5", "StepSeconds=0.5", ":45: StepSeconds: 0.5 does not lie between 1 and 60"},
-        {"Inflow=", "Inflow=${HOME/", ":52: Inflow: the value is empty, or has a ${ without its }"},
+        {nullptr, "", ":1: [Basin] Area is missing"},
+        {"Area=24.0", "Area=wide", ":6: [Basin] Area = wide: is no number"},
+        {"Area=24.0", "Area=-1", ":6: [Basin] Area = -1: is out of range; allowed: a number from 0.1 to 1000 m2"},
+        {"Area=24.0", "Aera=24.0", ":4: [Basin] Area is missing"},
+        {"Area=24.0", "Area=24.0\nDepth=4", ":7: [Basin] Depth = 4: there is no such key"},
+        {"[Basin]", "[Basin", ":4: [Basin: is a section without ]"},
+        {"Stop=0.50", "Stop=0.10", ":15: [Levels] Stop = 0.10: does not lie above the one before"},
+        {"OverflowLevel=4.00", "OverflowLevel=3", ":8: [Basin] OverflowLevel = 3: does not lie above that of"},
+        {"At=03:30", "At=3.30", ":35: [Flushing] At = 3.30: is no time of day"},
+        {"07:12=07:31", "07:12=07:12", ":40: [Faults] 07:12 = 07:12: ends before it has begun"},
+        {"StepSeconds=5", "StepSeconds=7", ":45: [Run] StepSeconds = 7: makes no whole number of steps"},
+        {"StepSeconds=5", "StepSeconds=0.5", ":45: [Run] StepSeconds = 0.5: is no whole number"},
+        {"AlarmInterval=10 ms", "AlarmInterval=10", ":48: [Run] AlarmInterval = 10: has no unit"},
+        {"Inflow=", "Inflow=${HOME/", ":51: [Files] Inflow = ${HOME/"},
     };
     for (const auto& row : rows)
     {
@@ -248,7 +243,6 @@ TEST_F(PumpStation, BadConfigIsRefusedWithFileLineAndReason)
         EXPECT_EQ(refused.status, 2) << row.complaint;
         EXPECT_EQ(refused.out, "");
         EXPECT_THAT(refused.err, StartsWith("pump_station: " + path("pump_station.ini") + row.complaint));
-        EXPECT_THAT(refused.err, testing::MatchesRegex("[^\n]*\n"));
     }
 }
 

@@ -117,7 +117,8 @@ bool CPlant::isFaultAcknowledged() const
 
 bool CPlant::isFlushDue() const
 {
-    return record.begin() <= settings.times.flushAt && settings.times.flushAt <= now() && !control.hasBegunFlushing();
+    const auto flushAt = settings.times.flushAt.count();
+    return record.begin() <= flushAt && flushAt <= now() && !control.hasBegunFlushing();
 }
 
 } // namespace PumpStation

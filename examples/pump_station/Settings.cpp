@@ -1,7 +1,11 @@
 #include "Settings.h"
 
+#include <kiv/EnvVars.h>
+#include <kiv/ErrorToString.h>
+#include <kiv/Settings.h>
+
 #include "Figures.h"
-#include "SettingsFile.h"
+#include "TextFile.h"
 
 namespace PumpStation
 {
@@ -9,109 +13,139 @@ namespace PumpStation
 namespace
 {
 
-constexpr CSettingsFile::Range metres{0, 20, 1000};
-constexpr CSettingsFile::Range litresPerSecond{1, 10000, 1000};
-constexpr CSettingsFile::Range phaseSeconds{1, 3600};
+using namespace std::chrono_literals;
+using Entries = std::vector<Kiv::SettingsEntry>;
 
-BasinSettings readBasin(CSettingsFile& file)
+void addLevel(Kiv::CSettings& file, const char* key, int& millimetres, const char* about)
 {
-    return {file.number("Basin", "Area", {0.1, 1000, 1e4}) * std::int64_t{100},
-            file.number("Basin", "OverflowLevel", metres), file.number("Basin", "InitialLevel", metres)};
+    file.add(key, millimetres, about).scale(1000).range(0, 20).unit("m").required();
 }
 
-/// A level that lies above another one.
-int readAbove(CSettingsFile& file, const std::string& key, int lower)
+void addSeconds(Kiv::CSettings& file, const char* key, int& seconds, const char* about)
 {
-    const int level = file.number("Levels", key, metres);
-    if (level <= lower)
-        file.fail("Levels", key, "the level does not lie above the one before");
-    return level;
+    file.add(key, seconds, about).range(1, 3600).unit("s").required();
 }
 
-LevelSettings readLevels(CSettingsFile& file, const BasinSettings& basin)
+void describeStation(Kiv::CSettings& file, Settings& station)
 {
-    LevelSettings levels{};
-    levels.dry = file.number("Levels", "Dry", metres);
-    levels.stop = readAbove(file, "Stop", levels.dry);
-    levels.startFirst = readAbove(file, "StartFirst", levels.stop);
-    levels.startSecond = readAbove(file, "StartSecond", levels.startFirst);
-    levels.highGone = readAbove(file, "HighGone", levels.startSecond);
-    levels.high = readAbove(file, "High", levels.highGone);
-    if (basin.overflowLevel <= levels.high)
-        file.fail("Basin", "OverflowLevel", "the level does not lie above that of the high-level alarm");
-    if (basin.initialLevel > basin.overflowLevel)
-        file.fail("Basin", "InitialLevel", "the basin would run over from the start");
-    return levels;
+    file.section("Basin", "The basin that collects the sewage.");
+    file.add("Area", station.basin.area, "Its surface.").scale(1e6).range(0.1, 1000).unit("m2").required();
+    addLevel(file, "OverflowLevel", station.basin.overflowLevel, "Above the floor; beyond it the basin runs over.");
+    addLevel(file, "InitialLevel", station.basin.initialLevel, "Where the model begins.");
+    file.section("Levels", "The switching levels, each above the one before.");
+    addLevel(file, "Dry", station.levels.dry, "Flushing ends.");
+    addLevel(file, "Stop", station.levels.stop, "The pumps stop.");
+    addLevel(file, "StartFirst", station.levels.startFirst, "The duty pump starts.");
+    addLevel(file, "StartSecond", station.levels.startSecond, "The standby pump joins.");
+    addLevel(file, "HighGone", station.levels.highGone, "The high-level alarm ends.");
+    addLevel(file, "High", station.levels.high, "The high-level alarm begins.");
+    file.section("Pumps", "The two share a rising main, so both do less than twice one.");
+    file.add("FlowOfOne", station.pumps.flowOfOne, "").scale(1000).range(1, 10000).unit("l/s").required();
+    file.add("FlowOfBoth", station.pumps.flowOfBoth, "").scale(1000).range(1, 10000).unit("l/s").required();
 }
 
-PumpSettings readPumps(CSettingsFile& file)
+void describeRun(Kiv::CSettings& file, Settings& station)
 {
-    const PumpSettings pumps{file.number("Pumps", "FlowOfOne", litresPerSecond),
-                             file.number("Pumps", "FlowOfBoth", litresPerSecond)};
-    if (pumps.flowOfBoth < pumps.flowOfOne)
-        file.fail("Pumps", "FlowOfBoth", "both pumps deliver less than one alone");
-    return pumps;
+    file.section("SelfTest");
+    addSeconds(file, "LampSeconds", station.times.lampTest, "How long all lamps are lit.");
+    addSeconds(file, "PumpSeconds", station.times.pumpTest, "How long each pump runs.");
+    file.section("Flushing");
+    file.addTimeOfDay("At", station.times.flushAt, "Once, when the station is next idle.").required();
+    addSeconds(file, "SpraySeconds", station.times.spraying, "How long the floor is sprayed.");
+    file.section("Run");
+    file.add("StepSeconds", station.times.step, "A minute is a whole number of steps.")
+        .range(1, 60)
+        .unit("s")
+        .required();
+    file.add("Speed", station.speed, "Simulated seconds in a real one.").range(1, highestSpeed).required();
+    file.add("AlarmInterval", station.alarmInterval, "From one look at the model to the next.")
+        .range(10ms, 1s)
+        .required();
+    file.section("Files");
+    file.add("Inflow", station.inflowPath, "The recording.").required();
+    file.add("Log", station.logPath, "The logging property file.").required();
+    file.add("Hours", station.hoursPath, "The operating hours, from run to run.").required();
 }
 
-TimeSettings readTimes(CSettingsFile& file)
+void describeTerminals(Kiv::CSettings& file, TerminalSettings& terminals)
 {
-    const TimeSettings times{file.number("Run", "StepSeconds", {1, 60}),
-                             file.number("SelfTest", "LampSeconds", phaseSeconds),
-                             file.number("SelfTest", "PumpSeconds", phaseSeconds),
-                             file.number("Flushing", "SpraySeconds", phaseSeconds), file.timeOfDay("Flushing", "At")};
-    if (60 % times.step != 0)
-        file.fail("Run", "StepSeconds", "a minute is no whole number of steps");
-    return times;
+    file.section("Terminals", "Where the station is wired to its board; only --board minds it.");
+    file.add("GpioChip", terminals.gpioChip, "The lines count from this chip's first.").required();
+    file.add("FloatSwitch", terminals.floatSwitch, "").range(0, 1023).required();
+    file.add("RunLamp", terminals.lamps[0], "").range(0, 1023).required();
+    file.add("FaultLamp", terminals.lamps[1], "").range(0, 1023).required();
+    file.add("AlarmLamp", terminals.lamps[2], "").range(0, 1023).required();
+    file.add("PwmDevice", terminals.pwmDevice, "Channel 0 is the speed of pump 1, channel 1 that of pump 2.")
+        .required();
+    file.add("PwmPeriod", terminals.pwmPeriod, "").scale(1000).range(1, 1e6).unit("us").required();
+    file.add("LevelInput", terminals.levelInput, "A file that shows millimetres.").required();
 }
 
-std::vector<Fault> readFaults(CSettingsFile& file)
+void checkLevels(Kiv::CSettings& file, const Settings& station)
+{
+    const LevelSettings& levels = station.levels;
+    const int* const rising[] = {&levels.dry,         &levels.stop,     &levels.startFirst,
+                                 &levels.startSecond, &levels.highGone, &levels.high};
+    for (std::size_t i = 1; i < std::size(rising); ++i)
+        if (*rising[i] <= *rising[i - 1])
+            file.fail(rising[i], "does not lie above the one before");
+    if (station.basin.overflowLevel <= levels.high)
+        file.fail(&station.basin.overflowLevel, "does not lie above that of the high-level alarm");
+    if (station.basin.initialLevel > station.basin.overflowLevel)
+        file.fail(&station.basin.initialLevel, "would let the basin run over from the start");
+    if (station.pumps.flowOfBoth < station.pumps.flowOfOne)
+        file.fail(&station.pumps.flowOfBoth, "is less than one alone delivers");
+    if (60 % station.times.step != 0)
+        file.fail(&station.times.step, "makes no whole number of steps in a minute");
+}
+
+std::vector<Fault> checkFaults(Kiv::CSettings& file, const Entries& entries)
 {
     std::vector<Fault> faults;
-    for (const std::string& key : file.keysOf("Faults"))
+    for (const auto& [key, value] : entries)
     {
         const auto from = toSeconds(key);
-        const int until = file.timeOfDay("Faults", key);
-        if (!from)
-            file.fail("Faults", key, "a fault is written as two times of day: 07:12=07:31");
-        if (until <= *from)
-            file.fail("Faults", key, "the fault ends before it has begun");
-        if (!faults.empty() && *from <= faults.back().until)
-            file.fail("Faults", key, "the fault begins before the one above has ended");
-        faults.push_back({*from, until});
+        const auto until = toSeconds(value);
+        if (!from || !until)
+            file.fail("Faults", key, "is no fault: that is written as two times of day, 07:12=07:31");
+        else if (*until <= *from)
+            file.fail("Faults", key, "ends before it has begun");
+        else if (!faults.empty() && *from <= faults.back().until)
+            file.fail("Faults", key, "begins before the one above has ended");
+        else
+            faults.push_back({*from, *until});
     }
     return faults;
 }
 
-TerminalSettings readTerminals(CSettingsFile& file)
+/// Replaces references to environment variables.
+void expand(Kiv::CSettings& file, std::string& path)
 {
-    const auto line = [&file](const char* key) {
-        return static_cast<unsigned>(file.number("Terminals", key, {0, 1023}));
-    };
-    return {file.text("Terminals", "GpioChip"),
-            line("FloatSwitch"),
-            {line("RunLamp"), line("FaultLamp"), line("AlarmLamp")},
-            file.text("Terminals", "PwmDevice"),
-            static_cast<unsigned>(file.number("Terminals", "PwmPeriod", {1, 1000000, 1000})),
-            file.text("Terminals", "LevelInput")};
+    const std::string expanded = Kiv::Env::substituteEnvironmentVars(path);
+    if (expanded.empty())
+        file.fail(&path, "has a ${ without its }");
+    path = expanded;
 }
 
 } // namespace
 
 Settings::Settings(const std::string& path)
 {
-    CSettingsFile file(path);
-    basin = readBasin(file);
-    levels = readLevels(file, basin);
-    pumps = readPumps(file);
-    times = readTimes(file);
-    faults = readFaults(file);
-    terminals = readTerminals(file);
-    speed = file.number("Run", "Speed", {1, highestSpeed});
-    alarmInterval = file.number("Run", "AlarmInterval", {10, 1000});
-    inflowPath = file.text("Files", "Inflow");
-    logPath = file.text("Files", "Log");
-    hoursPath = file.text("Files", "Hours");
-    file.refuseUnknown();
+    Kiv::CSettings file("The pumping station.");
+    Entries entries;
+    describeStation(file, *this);
+    describeRun(file, *this);
+    describeTerminals(file, terminals);
+    file.addFree("Faults", entries, "When the rising main is blocked = when somebody has cleared it.");
+    file.addCheck([&](Kiv::CSettings& checked) {
+        checkLevels(checked, *this);
+        faults = checkFaults(checked, entries);
+        for (std::string* text : {&inflowPath, &logPath, &hoursPath, &terminals.levelInput})
+            expand(checked, *text);
+    });
+    if (const ErrCode error = file.read(path))
+        throw file.faults().empty() ? CInputError(path, std::string("cannot be read: ") + ErrorToString(error))
+                                    : CInputError(file.faultText());
 }
 
 } // namespace PumpStation

@@ -3,6 +3,7 @@
 #define KIV_PUMPSTATION_SETTINGS_H
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -43,7 +44,7 @@ struct TimeSettings
     int lampTest;
     int pumpTest;
     int spraying;
-    int flushAt; ///< since midnight
+    std::chrono::seconds flushAt; ///< since midnight
 };
 
 /// The rising main is blocked from the one time to the other, when somebody has cleared it and says so.
@@ -66,17 +67,17 @@ struct TerminalSettings
 
 struct Settings
 {
-    /// CInputError if the file cannot be used.
+    /// CInputError if the file cannot be used: every key has to be there, and right.
     explicit Settings(const std::string& path);
 
-    BasinSettings basin;
-    LevelSettings levels;
-    PumpSettings pumps;
-    TimeSettings times;
+    BasinSettings basin{};
+    LevelSettings levels{};
+    PumpSettings pumps{};
+    TimeSettings times{};
     std::vector<Fault> faults; ///< one after the other
-    TerminalSettings terminals;
-    int speed;         ///< simulated seconds in a real one
-    int alarmInterval; ///< milliseconds from one look at the model to the next
+    TerminalSettings terminals{};
+    int speed = 0;                             ///< simulated seconds in a real one
+    std::chrono::milliseconds alarmInterval{}; ///< from one look at the model to the next
     std::string inflowPath;
     std::string logPath;   ///< log4cplus property file
     std::string hoursPath; ///< storage file of the operating hours

@@ -19,6 +19,8 @@ std::string systemError() { return ErrorToString(errnoToErrCode(errno)); }
 
 } // namespace
 
+CInputError::CInputError(std::string faults) : std::runtime_error(faults.erase(faults.size() - 1)) {}
+
 CInputError::CInputError(const std::string& path, const std::string& reason) : std::runtime_error(path + ": " + reason)
 {}
 

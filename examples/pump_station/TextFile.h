@@ -10,10 +10,13 @@
 namespace PumpStation
 {
 
-/// What is wrong with a file that a person wrote, as one line: "FILE:LINE: REASON", without a line "FILE: REASON".
+/// What is wrong with a file that a person wrote, as a rule one line: "FILE:LINE: REASON", without a line "FILE:
+/// REASON".
 class CInputError : public std::runtime_error
 {
 public:
+    /// Several such lines, each with its end.
+    explicit CInputError(std::string faults);
     CInputError(const std::string& path, const std::string& reason);
     CInputError(const std::string& path, std::size_t line, const std::string& reason);
 };

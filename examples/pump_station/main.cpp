@@ -152,7 +152,8 @@ int control(const Options& options)
     const auto wiring = makeWiring(options, settings);
     CPumpHours hours(settings.hoursPath);
     CPlant plant(settings, record, *wiring, hours);
-    CRun run(plant, settings.alarmInterval, options.speed.value_or(settings.speed), options.quiet);
+    CRun run(plant, static_cast<int>(settings.alarmInterval.count()), options.speed.value_or(settings.speed),
+             options.quiet);
     reportFindings(plant.stateMachine());
     std::optional<Kiv::CStateMachineTrace> trace;
     if (options.tracePath)
