@@ -1,6 +1,10 @@
 // An instant as text, its fields and sums, beside Qt's date and time.
 #include <kiv/KivDateTime.h>
 
+#include <cstdlib>
+#include <ctime>
+#include <string>
+
 #include <QDateTime>
 
 #include "allocations.h"
@@ -10,14 +14,32 @@ namespace
 
 constexpr std::time_t start = 1577880000;
 
-void textOfKiv(benchmark::State& state)
+/// What one writes without the library; it does not notice another TZ.
+std::string textOfLibrary(std::time_t moment)
 {
+    std::tm parts{};
+    localtime_r(&moment, &parts);
+    char text[64];
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
+    return text;
+}
+
+std::string textOfMoment(std::time_t moment) { return Kiv::CDateTime(moment).toString(); }
+
+/// Moments of twenty years in no order, or one second after the other.
+template<std::string (*toText)(std::time_t), bool IsRandom, bool IsNamed>
+void text(benchmark::State& state)
+{
+    IsNamed ? setenv("TZ", "Europe/Berlin", 1) : unsetenv("TZ");
+    tzset();
     const CAllocationCounter counter(state);
-    Kiv::CDateTime moment(start);
+    std::time_t moment = start;
+    std::uint32_t random = 1;
     for (auto _ : state)
     {
-        moment = moment.addSecs(1);
-        benchmark::DoNotOptimize(moment.toString());
+        random = random * 1664525U + 1013904223U;
+        moment = IsRandom ? start + random % (20U * 365 * 86400) : moment + 1;
+        benchmark::DoNotOptimize(toText(moment));
     }
 }
 
@@ -63,7 +85,14 @@ void periodTextOfKiv(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(textOfKiv)->Name("next second as text/kiv");
+BENCHMARK(text<textOfMoment, false, true>)->Name("next second as text/kiv");
+BENCHMARK(text<textOfLibrary, false, true>)->Name("next second as text/localtime_r, strftime");
+BENCHMARK(text<textOfMoment, true, true>)->Name("any second as text/kiv");
+BENCHMARK(text<textOfLibrary, true, true>)->Name("any second as text/localtime_r, strftime");
+BENCHMARK(text<textOfMoment, false, false>)->Name("next second as text, no TZ/kiv");
+BENCHMARK(text<textOfLibrary, false, false>)->Name("next second as text, no TZ/localtime_r, strftime");
+BENCHMARK(text<textOfMoment, true, false>)->Name("any second as text, no TZ/kiv");
+BENCHMARK(text<textOfLibrary, true, false>)->Name("any second as text, no TZ/localtime_r, strftime");
 BENCHMARK(textOfQt)->Name("next second as text/QDateTime");
 BENCHMARK(sumOfKiv)->Name("add milliseconds/kiv");
 BENCHMARK(sumOfQt)->Name("add milliseconds/QDateTime");

@@ -101,6 +101,36 @@ TEST_F(KivDateTime, CalendarIsThatOfTheLocalZone)
     EXPECT_EQ(CDateTime(LLONG_MAX).toString(), "1900-01-00 00:00:00");
 }
 
+TEST_F(KivDateTime, EveryMomentIsTheClockLibrarys)
+{
+    // Forward and back, a change within minutes of another day, leap seconds in the file if there is one.
+    const char* const zones[] = {"CET-1CEST,M3.5.0,M10.5.0/3", "Europe/London",  "America/St_Johns",  "Pacific/Apia",
+                                 "Africa/Casablanca",          "Asia/Kathmandu", "right/Europe/Rome", "UTC0"};
+    const std::time_t around[] = {winter, 1585443600, 1603587600, 1325239200, 951782400, 0, -2208988800, 4107542400};
+    for (const char* const zone : zones)
+    {
+        setZone(zone);
+        tzset(); // for the library's own conversion
+        for (const std::time_t middle : around)
+        {
+            for (std::time_t each = middle - 260000; each < middle + 260000; each += 613)
+            {
+                std::tm expected{};
+                ASSERT_NE(localtime_r(&each, &expected), nullptr);
+                const std::tm is = CDateTime(each).c_timeinfo();
+                char text[64];
+                std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &expected);
+                ASSERT_EQ(CDateTime(each).toString(), text) << zone << " " << each;
+                ASSERT_EQ(is.tm_wday, expected.tm_wday) << zone << " " << each;
+                ASSERT_EQ(is.tm_yday, expected.tm_yday) << zone << " " << each;
+                ASSERT_EQ(is.tm_isdst, expected.tm_isdst) << zone << " " << each;
+                ASSERT_EQ(is.tm_gmtoff, expected.tm_gmtoff) << zone << " " << each;
+                ASSERT_STREQ(is.tm_zone, expected.tm_zone) << zone << " " << each;
+            }
+        }
+    }
+}
+
 TEST_F(KivDateTime, MomentsOfTheCalendarTakeThePresentSeason)
 {
     setZone("UTC0");

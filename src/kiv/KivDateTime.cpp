@@ -40,6 +40,14 @@ std::uint64_t takeUnits(std::uint64_t& rest, int unit)
     return count;
 }
 
+/// Writes a number of two digits and what separates it from the next.
+void putTwoDigits(char*& to, int number, char separator)
+{
+    *to++ = static_cast<char>('0' + number / 10);
+    *to++ = static_cast<char>('0' + number % 10);
+    *to++ = separator;
+}
+
 /// What a sum of milliseconds hands on to the seconds.
 constexpr int carryOf(std::int64_t milliseconds)
 {
@@ -158,6 +166,19 @@ std::string CDateTime::toString() const
 {
     const std::tm parts = c_timeinfo();
     std::array<char, 64> text{};
+    const int year = wrappingSum(parts.tm_year, 1900);
+    if (year >= 1000 && year <= 9999)
+    {
+        char* end = text.data();
+        putTwoDigits(end, year / 100, '\0');
+        putTwoDigits(--end, year % 100, '-');
+        putTwoDigits(end, parts.tm_mon + 1, '-');
+        putTwoDigits(end, parts.tm_mday, ' ');
+        putTwoDigits(end, parts.tm_hour, ':');
+        putTwoDigits(end, parts.tm_min, ':');
+        putTwoDigits(end, parts.tm_sec, '\0');
+        return {text.data(), end - 1};
+    }
     std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts);
     return text.data();
 }

@@ -12,8 +12,8 @@ namespace Kiv
 /// The lock; created on first use and never destroyed.
 CMutex& timeLibraryLock();
 
-/// The broken-down local time of `moment`: localtime has one result for the whole process. A year that does not fit
-/// into an int gives all zeros.
+/// The broken-down local time of `moment`. A year that does not fit into an int gives all zeros. Another TZ counts from
+/// the next call on; without TZ, another file of the system's zone does within a second.
 ///
 /// Threads: safe from any thread.
 std::tm localTime(std::time_t moment);
