@@ -265,6 +265,26 @@ void readAtFirstKeyFile(benchmark::State& state)
     });
 }
 
+// ---- what takes longer for more
+
+void eraseSections(benchmark::State& state)
+{
+    std::vector<std::string> names(static_cast<std::size_t>(state.range(0)));
+    for (std::size_t i = 0; i < names.size(); ++i)
+        names[i] = sectionName(static_cast<int>(i));
+    for (auto _ : state)
+    {
+        state.PauseTiming();
+        Kiv::CIniFile ini("");
+        for (const std::string& name : names)
+            ini.addSection(name, "");
+        state.ResumeTiming();
+        for (const std::string& name : names)
+            ini.eraseSection(name);
+        check(state, ini.sectionCount() == 0);
+    }
+}
+
 // ---- update: kiv and GKeyFile replace the file as a whole and flush it, SimpleIni writes over it
 
 void updateKiv(benchmark::State& state, const CScratch& (*place)())
@@ -311,6 +331,7 @@ BENCHMARK(readKeyFile)->Name("INI 10,000 random reads/GLib GKeyFile");
 BENCHMARK(readSimpleIni)->Name("INI 10,000 random reads/SimpleIni");
 BENCHMARK(readAtFirstKiv)->Name("INI first 10,000 random reads/kiv");
 BENCHMARK(readAtFirstKeyFile)->Name("INI first 10,000 random reads/GLib GKeyFile");
+BENCHMARK(eraseSections)->Name("INI erase all sections/kiv")->ArgName("n")->Arg(1000)->Arg(10'000)->Arg(100'000);
 BENCHMARK_CAPTURE(updateKiv, memory, scratch)->Name("INI update 1 MB on tmpfs/kiv");
 BENCHMARK_CAPTURE(updateKeyFile, memory, scratch)->Name("INI update 1 MB on tmpfs/GLib GKeyFile");
 BENCHMARK_CAPTURE(updateSimpleIni, memory, scratch)->Name("INI update 1 MB on tmpfs/SimpleIni");

@@ -347,6 +347,16 @@ TEST_F(IniFile, LookupsAgreeWithThePlainListWhateverCameAndWent)
             ini.eraseSection(name);
             list.erase(first);
         }
+        ASSERT_EQ(ini.sectionCount(), list.size());
+        if (random() % 20 != 0 || list.empty())
+            continue;
+        const std::size_t index = random() % list.size();
+        ASSERT_EQ(ini.sectionName(static_cast<unsigned short>(index)), list[index].first) << step;
+        const std::size_t end = random() % 2 == 0 ? 0 : list.size() - 1;
+        const auto erased =
+            std::find_if(list.begin(), list.end(), [&](const auto& entry) { return entry.first == list[end].first; });
+        ini.eraseSection(std::string(list[end].first));
+        list.erase(erased);
     }
     ASSERT_EQ(ini.sectionCount(), list.size());
     for (std::size_t i = 0; i < list.size(); ++i)

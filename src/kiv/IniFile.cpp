@@ -232,13 +232,13 @@ void CIniFilePrivate::parseSection(std::string& line)
 void CIniFilePrivate::parseKey(std::string& line)
 {
     const std::size_t equals = line.find('=');
-    if (equals == std::string::npos || sections.items().empty())
+    if (equals == std::string::npos || sections.size() == 0)
         return;
     value.assign(line, equals + 1);
     TrimLeft(value, WhiteSpace);
     line.erase(equals);
     TrimRight(line, WhiteSpace);
-    sections.items().back()->addKey(line, value, pendingComment);
+    sections.at(sections.size() - 1).addKey(line, value, pendingComment);
     pendingComment.clear();
 }
 
@@ -300,7 +300,7 @@ void CIniFile::clear() { d->sections.clear(); }
 CIniFileSection* CIniFile::addSection(const std::string& name, const std::string& comment)
 {
     d->sections.append(std::make_unique<CIniFileSection>(name, comment));
-    return d->sections.items().back().get();
+    return &d->sections.at(d->sections.size() - 1);
 }
 
 int CIniFile::eraseSection(const std::string& name)
@@ -325,28 +325,27 @@ CIniFileKey* CIniFile::findKey(const std::string& section, const std::string& ke
     return found ? found->findKey(key) : nullptr;
 }
 
-unsigned short CIniFile::sectionCount() const { return static_cast<unsigned short>(d->sections.items().size()); }
+unsigned short CIniFile::sectionCount() const { return static_cast<unsigned short>(d->sections.size()); }
 
 const std::string& CIniFile::sectionName(unsigned short index) const
 {
     static const std::string emptyString;
-    const auto& sections = d->sections.items();
-    if (sectionCount() < index || index >= sections.size())
+    if (sectionCount() < index || index >= d->sections.size())
         return emptyString;
-    return sections[index]->sectionName();
+    return d->sections.at(index).sectionName();
 }
 
 std::int32_t CIniFile::keyCountInSection(const std::string& section) const
 {
     const CIniFileSection* found = findSection(section);
-    return found ? static_cast<std::int32_t>(found->d->keys.items().size()) : -1;
+    return found ? static_cast<std::int32_t>(found->d->keys.size()) : -1;
 }
 
 const std::string& CIniFile::keyName(const std::string& section, unsigned short index) const
 {
     static const std::string emptyString;
     const CIniFileSection* found = findSection(section);
-    if (!found || index > found->d->keys.items().size())
+    if (!found || index > found->d->keys.size())
         return emptyString;
     return found->d->keys.items().at(index)->getKeyName();
 }
