@@ -34,6 +34,10 @@ public:
     void onSignal(Payload* payload) { onEvent(payload); }
 };
 
+/// Its operation belongs to the class beside has_slots.
+class CKivSecondBase : public sigslot::has_slots<>, public CCounter
+{};
+
 } // namespace
 
 class CQtEmitter : public QObject
@@ -84,6 +88,15 @@ void kiv(benchmark::State& state, std::size_t count)
     run(state, [&](Payload* payload) { signal(payload); });
 }
 
+void kivSecondBase(benchmark::State& state, std::size_t count)
+{
+    const auto all = receivers<CKivSecondBase>(count);
+    sigslot::signal1<Payload*> signal;
+    for (const auto& each : all)
+        signal.connect(each.get(), &CKivSecondBase::onEvent);
+    run(state, [&](Payload* payload) { signal(payload); });
+}
+
 void functionVector(benchmark::State& state, std::size_t count)
 {
     const auto all = receivers<CCounter>(count);
@@ -128,6 +141,14 @@ const bool registered = [] {
         add("std::function vector", functionVector);
         add("Boost.Signals2", boostSignals);
         add("QObject direct", qtDirect);
+        if (count == 0)
+            continue;
+        const auto addSecond = [&, second = what.substr(0, what.size() - 1) + ", second base class/"](
+                                   const char* who, void (*body)(benchmark::State&, std::size_t)) {
+            benchmark::RegisterBenchmark((second + who).c_str(), body, count);
+        };
+        addSecond("kiv", kivSecondBase);
+        addSecond("std::function vector", functionVector);
     }
     return true;
 }();

@@ -230,7 +230,7 @@ void _signal_base<multi_threaded_local>::push_back(const connection& added)
     const std::size_t index = connections.size();
     connections.push_back(added);
     relayed = relayed || added.relay != nullptr;
-    note_kinds();
+    note_connected();
     for (walk* each = walks; each != nullptr; each = each->outer)
     {
         if (each->nextIndex == index)
@@ -242,7 +242,7 @@ void _signal_base<multi_threaded_local>::erase(std::size_t index)
 {
     use_indices();
     connections.erase(connections.begin() + static_cast<std::ptrdiff_t>(index));
-    note_kinds();
+    note_connected();
     for (walk* each = walks; each != nullptr; each = each->outer)
     {
         if (each->nextIndex > index)
@@ -277,7 +277,7 @@ void _signal_base<multi_threaded_local>::unhook_all()
         receiver->signal_disconnect(this);
     }
     relayed = false;
-    note_kinds();
+    note_connected();
 }
 
 /// Comes before any change of the connections: unlike a pointer, an index outlives their storage.
@@ -300,9 +300,8 @@ _signal_base<multi_threaded_local>::step(const _signal_base& signal, walk& posit
     return &signal.connections[position.nextIndex++];
 }
 
-void _signal_base<multi_threaded_local>::note_kinds()
+void _signal_base<multi_threaded_local>::note_connected()
 {
-    direct = !relayed && !connections.empty();
     connected.store(!connections.empty(), std::memory_order_relaxed);
     if (announcedIn != nullptr && !connections.empty())
         announcedIn->fetch_or(announcedBit, std::memory_order_relaxed);

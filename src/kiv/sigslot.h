@@ -178,14 +178,16 @@ protected:
 
     _signal_base() = default;
 
+    bool has_relays() const { return relayed; }
+
     const std::vector<connection>& in_order() const { return connections; }
 
     /// Begins an emission: takes the lock and links its walk. True in the usual case of an outermost emission to
-    /// connections without relays, false if step() has to lead the walk from the beginning.
+    /// anybody, false if step() has to lead the walk from the beginning.
     bool enter(walk& position)
     {
         multi_threaded_local::lock();
-        if (walks != nullptr || !direct)
+        if (walks != nullptr || connections.empty())
         {
             enter_unusual(position);
             return false;
@@ -220,13 +222,12 @@ private:
     KIV_LOCAL void drop(const receiver_type* receiver);
     KIV_LOCAL void unhook_all();
     KIV_LOCAL void use_indices();
-    KIV_LOCAL void note_kinds();
+    KIV_LOCAL void note_connected();
     KIV_LOCAL void pin();
     KIV_LOCAL void unpin();
     KIV_LOCAL void wait_until_unpinned();
 
     std::atomic<bool> connected{false};
-    bool direct = false;
     bool relayed = false; // some connection has had a relay
     unsigned char announcedBit = 0;
     std::atomic<unsigned char>* announcedIn = nullptr;
@@ -267,7 +268,10 @@ protected:
     void call_all(Arg arg)
     {
         walk position;
-        if (__builtin_expect(this->enter(position) && call_direct(position, arg), true))
+        const bool is_usual = this->enter(position);
+        if (__builtin_expect(is_usual && (this->has_relays() ? call_usual<call_any>(position, arg)
+                                                             : call_usual<call_direct>(position, arg)),
+                             true))
             base::leave_usual(*this);
         else
             call_rest(*this, position, arg);
@@ -299,7 +303,8 @@ private:
 
     /// Calls from the first connection on until somebody changes the connections; true at the end. Nothing of the
     /// signal is touched after a call, which may have destroyed it.
-    bool call_direct(walk& position, Arg arg)
+    template<void (*call)(const connection&, Arg)>
+    bool call_usual(walk& position, Arg arg)
     {
         const connection* current = this->in_order().data();
         const connection* const end = current + this->in_order().size();
@@ -333,12 +338,7 @@ private:
         try
         {
             while (const connection* called = base::step(signal, position))
-            {
-                if (called->relay == nullptr)
-                    call(*called, arg);
-                else
-                    reinterpret_cast<relay_op>(called->relay)(*called, arg);
-            }
+                call_any(*called, arg);
         }
         catch (...)
         {
@@ -349,9 +349,17 @@ private:
     }
 
     // GCC's vptr check expects an object of receiver_type at the address where the operation's own class begins.
-    __attribute__((no_sanitize("vptr"))) static void call(const connection& to, Arg arg)
+    __attribute__((no_sanitize("vptr"))) static void call_direct(const connection& to, Arg arg)
     {
         (to.receiver->*operation<direct_op>(to))(arg);
+    }
+
+    static void call_any(const connection& to, Arg arg)
+    {
+        if (to.relay == nullptr)
+            call_direct(to, arg);
+        else
+            reinterpret_cast<relay_op>(to.relay)(to, arg);
     }
 
     /// Calls an operation that cannot be cast to one of receiver_type: of a base beside it, or a const one.
