@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -97,17 +96,17 @@ public:
     using Machines = std::vector<std::shared_ptr<CInspectedMachine>>;
 
     template<class List>
-    List copyOf(const List& list) const
+    List copyOf(List CInspectionPrivate::*list) const
     {
-        const std::lock_guard<CPlainMutex> guard(lock);
-        return list;
+        const CPlainLock guard(lock);
+        return this->*list;
     }
 
     const std::string name;
     mutable CPlainMutex lock;
-    Machines machines;
-    std::vector<const CAlarmTimer*> timers;
-    std::vector<Value> values;
+    Machines machines KIV_GUARDED_BY(lock);
+    std::vector<const CAlarmTimer*> timers KIV_GUARDED_BY(lock);
+    std::vector<Value> values KIV_GUARDED_BY(lock);
     CInspectionSocket socket;
     CDescriptor wakeup{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
     int result = 0;
@@ -164,7 +163,7 @@ int CInspectionPrivate::open(const std::string& folder, const std::string& group
 
 void CInspectionPrivate::add(CStateMachine& machine, const std::string& shownName)
 {
-    const std::lock_guard<CPlainMutex> guard(lock);
+    const CPlainLock guard(lock);
     const std::size_t number = machines.size() + 1;
     const std::string standard = number == 1 ? "machine" : "machine " + std::to_string(number);
     machines.push_back(std::make_shared<CInspectedMachine>(machine, shownName.empty() ? standard : shownName));
@@ -192,7 +191,7 @@ std::string CInspectionPrivate::answer(const std::string& request, const ucred& 
 
 std::shared_ptr<CInspectedMachine> CInspectionPrivate::machineNamed(const std::string& wanted) const
 {
-    for (const auto& machine : copyOf(machines))
+    for (const auto& machine : copyOf(&CInspectionPrivate::machines))
         if (machine->name() == wanted)
             return machine;
     return nullptr;
@@ -201,7 +200,7 @@ std::shared_ptr<CInspectedMachine> CInspectionPrivate::machineNamed(const std::s
 std::string CInspectionPrivate::state() const
 {
     std::vector<std::string> machineTexts;
-    for (const auto& machine : copyOf(machines))
+    for (const auto& machine : copyOf(&CInspectionPrivate::machines))
         machineTexts.push_back(machine->state());
     std::vector<std::string> log;
     Diag::stateMachineLog().forEach([&](const char* line) { log.push_back(jsonString(line)); });
@@ -214,7 +213,7 @@ std::string CInspectionPrivate::state() const
 std::string CInspectionPrivate::timersText() const
 {
     std::vector<std::string> texts;
-    for (const CAlarmTimer* timer : copyOf(timers))
+    for (const CAlarmTimer* timer : copyOf(&CInspectionPrivate::timers))
         texts.push_back(CJsonObject()
                             .addText("name", timer->name())
                             .addNumber("interval_ms", timer->getInterval())
@@ -226,7 +225,7 @@ std::string CInspectionPrivate::timersText() const
 std::string CInspectionPrivate::valuesText() const
 {
     std::vector<std::string> texts;
-    for (const Value& value : copyOf(values))
+    for (const Value& value : copyOf(&CInspectionPrivate::values))
         texts.push_back(CJsonObject().addText("name", value.name).addText("value", value.read()).text());
     return jsonArray(texts);
 }
@@ -270,14 +269,14 @@ std::string CInspectionPrivate::post(std::string rest, const ucred& peer) const
 void CInspectionPrivate::setWatched(bool watched)
 {
     isWatched = watched;
-    for (const auto& machine : copyOf(machines))
+    for (const auto& machine : copyOf(&CInspectionPrivate::machines))
         machine->setWatched(watched);
 }
 
 std::string CInspectionPrivate::changes()
 {
     std::vector<std::string> machineTexts;
-    for (const auto& machine : copyOf(machines))
+    for (const auto& machine : copyOf(&CInspectionPrivate::machines))
     {
         machine->setWatched(isWatched); // it may have been shown since
         const std::string text = machine->changes();
@@ -326,19 +325,19 @@ void CInspection::show(CStateMachine& machine, const std::string& name) { d->add
 
 void CInspection::show(const CAlarmTimer& timer)
 {
-    const std::lock_guard<CPlainMutex> guard(d->lock);
+    const CPlainLock guard(d->lock);
     d->timers.push_back(&timer);
 }
 
 void CInspection::show(const std::string& name, std::function<std::string()> read)
 {
-    const std::lock_guard<CPlainMutex> guard(d->lock);
+    const CPlainLock guard(d->lock);
     d->values.push_back({name, std::move(read)});
 }
 
 void CInspection::allow(CStateMachine& machine, unsigned char eventNo)
 {
-    for (const auto& shown : d->copyOf(d->machines))
+    for (const auto& shown : d->copyOf(&CInspectionPrivate::machines))
         if (&shown->machine() == &machine)
             shown->allow(eventNo);
 }

@@ -84,10 +84,10 @@ struct CBusyMachine
 
     struct CPoster : sigslot::has_slots<>
     {
-        void onEntered(Kiv::CAbstractState* state)
+        void onEntered(Kiv::CAbstractState* entered)
         {
-            if (state->machine())
-                state->machine()->postEvent(1);
+            if (entered->machine())
+                entered->machine()->postEvent(1);
         }
     } poster;
     Kiv::CStateMachine machine;

@@ -33,7 +33,7 @@ bool StateMachinePrivate::isWorker() const { return workerOf == this; }
 
 bool StateMachinePrivate::isWorking()
 {
-    const std::lock_guard<CPlainMutex> lock(handOver);
+    const CPlainLock lock(handOver);
     return working;
 }
 
@@ -58,7 +58,7 @@ bool StateMachinePrivate::stopWorker()
     requestWorkerStop();
     if (!isWorker() && waitForCompletion(stopTimeoutMs))
         return true;
-    const std::lock_guard<CPlainMutex> lock(handOver);
+    const CPlainLock lock(handOver);
     exitByWorker = working;
     abandonQueue = working;
     return !working;
@@ -85,7 +85,7 @@ bool StateMachinePrivate::endWorker()
 
 void StateMachinePrivate::setWorking(bool begins)
 {
-    const std::lock_guard<CPlainMutex> lock(handOver);
+    const CPlainLock lock(handOver);
     markWorking(begins);
 }
 
@@ -105,14 +105,14 @@ void StateMachinePrivate::waitUntilFinished()
 
 bool StateMachinePrivate::begins()
 {
-    const std::lock_guard<CPlainMutex> lock(handOver);
+    const CPlainLock lock(handOver);
     hasBegun = !isLeftBehind;
     return hasBegun;
 }
 
 bool StateMachinePrivate::neverBegins()
 {
-    const std::lock_guard<CPlainMutex> lock(handOver);
+    const CPlainLock lock(handOver);
     isLeftBehind = !hasBegun;
     return isLeftBehind;
 }
@@ -127,7 +127,7 @@ void StateMachinePrivate::run()
     do
         process();
     while (isActive());
-    std::unique_lock<CPlainMutex> lock(handOver);
+    CPlainLock lock(handOver);
     if (exitByWorker)
     {
         lock.unlock();

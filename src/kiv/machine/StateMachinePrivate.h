@@ -81,7 +81,7 @@ private:
     bool take(Event& event);
     void requestWorkerStop();
     void setWorking(bool begins);
-    void markWorking(bool begins);
+    void markWorking(bool begins) KIV_REQUIRES(handOver);
     void waitUntilFinished();
     bool begins();
     bool neverBegins();
@@ -89,11 +89,11 @@ private:
     const CStateMachine::eProcessingType processingType;
     CTransition nothing{nullptr}; // stands in the queue for a transition that has gone; never fires
     std::atomic<bool> abandonQueue{false};
-    CPlainMutex handOver; // guards those below
-    bool working = false;
-    bool exitByWorker = false;
-    bool hasBegun = false;
-    bool isLeftBehind = false;
+    CPlainMutex handOver;
+    bool working KIV_GUARDED_BY(handOver) = false;
+    bool exitByWorker KIV_GUARDED_BY(handOver) = false;
+    bool hasBegun KIV_GUARDED_BY(handOver) = false;
+    bool isLeftBehind KIV_GUARDED_BY(handOver) = false;
 };
 
 } // namespace Kiv

@@ -1,8 +1,6 @@
 // What a timer's thread does, see AlarmTimerQtV2.cpp for who meets whom here.
 #include "kiv/env/qt/core/AlarmTimerPrivate.h"
 
-#include <mutex>
-
 #include <sys/prctl.h>
 
 #include "kiv/env/qt/core/AlarmTurns.h"
@@ -49,7 +47,7 @@ bool CAlarmTimerThread::deliver(const AlarmCall& alarm)
 
 std::optional<AlarmCall> CAlarmTimerPrivate::nextAlarm(CAlarmTimerThread& run)
 {
-    const std::lock_guard<CPlainMutex> guard(state);
+    const CPlainLock guard(state);
     while (!run.over && remaining != 0)
     {
         if (deadline.isExpired())
@@ -76,7 +74,7 @@ void CAlarmTimerPrivate::countAlarm()
 
 void CAlarmTimerPrivate::endRun(CAlarmTimerThread& run)
 {
-    const std::lock_guard<CPlainMutex> guard(state);
+    const CPlainLock guard(state);
     run.over = true;
     const CDeadline limit = CDeadline::in(announcementLimit);
     while (!run.isAnnounced && wakeup.wait(state, limit)) // stop() sees to it, as long as its thread goes on
@@ -100,7 +98,7 @@ bool CAlarmTimerPrivate::dispatch(CAlarmTimer* timer, CAlarmTimerThread* run)
 void CAlarmTimerPrivate::nameThread(CAlarmTimerThread& run) const
 {
     // Not before the start: Qt would convert the name with what it takes down when the process exits meanwhile.
-    const std::lock_guard<CPlainMutex> guard(state);
+    const CPlainLock guard(state);
     run.setObjectName(QString::fromStdString(name));
     prctl(PR_SET_NAME, name.c_str());
 }

@@ -98,8 +98,8 @@ public:
 private:
     static std::atomic<int> instanceCount;
 
-    void countAlarm();
-    bool launchRun();
+    void countAlarm() KIV_REQUIRES(state);
+    bool launchRun() KIV_REQUIRES(state);
     std::shared_ptr<CAlarmTimerThread> endRunInProgress();
     Diag::CStopRecord stopRecord(const Diag::CSourcePlace& place, const char* event) const;
     int announceStop(const Diag::CSourcePlace& place) const;
@@ -109,14 +109,14 @@ private:
 
     CAlarmTimer* const owner; // exists as long as a run is not over
     IAlarmHandler* const handler;
-    unsigned cycleCount;
-    unsigned remaining = 0;
-    cb::Callback0<bool> callback;
-    std::shared_ptr<CAlarmTimerThread> thread;
-    CSyncCondition wakeup;
-    CDeadline deadline;
     mutable CPlainMutex state;
-    std::string name;
+    unsigned cycleCount KIV_GUARDED_BY(state);
+    unsigned remaining KIV_GUARDED_BY(state) = 0;
+    cb::Callback0<bool> callback KIV_GUARDED_BY(state);
+    std::shared_ptr<CAlarmTimerThread> thread KIV_GUARDED_BY(state);
+    CSyncCondition wakeup;
+    CDeadline deadline KIV_GUARDED_BY(state);
+    std::string name KIV_GUARDED_BY(state);
 };
 
 } // namespace Kiv

@@ -13,8 +13,6 @@
 // said that the timer is stopped, or until stop() has given up.
 #include <kiv/AlarmTimer.h>
 
-#include <mutex>
-
 #include "kiv/env/qt/core/AlarmTimerPrivate.h"
 #include "kiv/env/qt/core/AlarmTurns.h"
 
@@ -61,7 +59,7 @@ CAlarmTimerPrivate::CAlarmTimerPrivate(CAlarmTimer* timer, unsigned alarmInterva
 
 bool CAlarmTimerPrivate::start()
 {
-    const std::lock_guard<CPlainMutex> guard(state);
+    const CPlainLock guard(state);
     deadline = CDeadline::in(std::chrono::milliseconds(interval));
     if (thread && !thread->over)
     {
@@ -101,7 +99,7 @@ std::shared_ptr<CAlarmTimerThread> CAlarmTimerPrivate::endRunInProgress()
 {
     std::shared_ptr<CAlarmTimerThread> run;
     {
-        const std::lock_guard<CPlainMutex> guard(state);
+        const CPlainLock guard(state);
         if (!thread || !thread->isThere())
             return nullptr;
         run = thread;
@@ -137,14 +135,14 @@ bool CAlarmTimerPrivate::waitEnded(CAlarmTimerThread& run, int slices)
 
 void CAlarmTimerPrivate::letFinish(CAlarmTimerThread& run)
 {
-    const std::lock_guard<CPlainMutex> guard(state);
+    const CPlainLock guard(state);
     run.isAnnounced = true;
     wakeup.wakeAll();
 }
 
 bool CAlarmTimerPrivate::forget(const std::shared_ptr<CAlarmTimerThread>& run)
 {
-    const std::lock_guard<CPlainMutex> guard(state);
+    const CPlainLock guard(state);
     if (thread != run)
         return false;
     thread.reset();
@@ -154,20 +152,20 @@ bool CAlarmTimerPrivate::forget(const std::shared_ptr<CAlarmTimerThread>& run)
 void CAlarmTimerPrivate::abandon()
 {
     std::shared_ptr<CAlarmTimerThread> last;
-    const std::lock_guard<CPlainMutex> guard(state);
+    const CPlainLock guard(state);
     last.swap(thread);
 }
 
 void CAlarmTimerPrivate::setCycleCount(unsigned count)
 {
-    const std::lock_guard<CPlainMutex> guard(state);
+    const CPlainLock guard(state);
     cycleCount = count;
     remaining = alarmsOf(count);
 }
 
 void CAlarmTimerPrivate::setName(const std::string& newName)
 {
-    const std::lock_guard<CPlainMutex> guard(state);
+    const CPlainLock guard(state);
     name = newName;
     if (thread && thread->kernelId() != 0) // a thread that has not begun may be reading its name
         thread->setObjectName(QString::fromStdString(name));
@@ -175,25 +173,25 @@ void CAlarmTimerPrivate::setName(const std::string& newName)
 
 void CAlarmTimerPrivate::setCallback(const cb::Callback0<bool>& newCallback)
 {
-    const std::lock_guard<CPlainMutex> guard(state);
+    const CPlainLock guard(state);
     callback = newCallback;
 }
 
 cb::Callback0<bool> CAlarmTimerPrivate::callbackCopy() const
 {
-    const std::lock_guard<CPlainMutex> guard(state);
+    const CPlainLock guard(state);
     return callback;
 }
 
 bool CAlarmTimerPrivate::isStarted() const
 {
-    const std::lock_guard<CPlainMutex> guard(state);
+    const CPlainLock guard(state);
     return thread && thread->isThere();
 }
 
 std::string CAlarmTimerPrivate::nameCopy() const
 {
-    const std::lock_guard<CPlainMutex> guard(state);
+    const CPlainLock guard(state);
     return name;
 }
 

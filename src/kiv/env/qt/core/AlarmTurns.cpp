@@ -1,6 +1,5 @@
 #include "kiv/env/qt/core/AlarmTurns.h"
 
-#include <mutex>
 #include <new>
 
 namespace Kiv
@@ -18,7 +17,7 @@ CAlarmTurns& CAlarmTurns::instance()
 
 bool CAlarmTurns::take(Place& place, const std::atomic<bool>* cancelled)
 {
-    const std::lock_guard<CPlainMutex> guard(lock);
+    const CPlainLock guard(lock);
     (first != nullptr ? last->next : first) = &place;
     last = &place;
     while (first != &place)
@@ -35,7 +34,7 @@ bool CAlarmTurns::take(Place& place, const std::atomic<bool>* cancelled)
 
 void CAlarmTurns::pass()
 {
-    const std::lock_guard<CPlainMutex> guard(lock);
+    const CPlainLock guard(lock);
     first = first->next;
     changed.wakeAll();
 }
@@ -53,7 +52,7 @@ void CAlarmTurns::leave(const Place& place)
 
 void CAlarmTurns::wakeCancelled()
 {
-    const std::lock_guard<CPlainMutex> guard(lock);
+    const CPlainLock guard(lock);
     changed.wakeAll();
 }
 

@@ -35,12 +35,12 @@ public:
     void wakeCancelled();
 
 private:
-    void leave(const Place& place);
+    void leave(const Place& place) KIV_REQUIRES(lock);
 
     CPlainMutex lock;
     CSyncCondition changed;
-    Place* first = nullptr; // has the turn
-    Place* last = nullptr;
+    Place* first KIV_GUARDED_BY(lock) = nullptr; // has the turn
+    Place* last KIV_GUARDED_BY(lock) = nullptr;
 };
 
 /// A turn for the time of a scope.

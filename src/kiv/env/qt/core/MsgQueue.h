@@ -11,7 +11,6 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include "kiv/env/qt/core/QtSync.h"
@@ -54,7 +53,7 @@ public:
     /// time ran out.
     bool write(const T& item, unsigned int timeoutMs)
     {
-        std::unique_lock<CPlainMutex> lock(mutex);
+        CPlainLock lock(mutex);
         if (isFull() && !(timeoutMs > 0 && waitForRoom(lock, timeoutMs)))
             return false;
         buffer[writeIndex] = item;
@@ -80,7 +79,7 @@ public:
         if (writersWaiting.load() > 0)
         {
             // The writer is asleep, or not yet and will see the room.
-            const std::lock_guard<CPlainMutex> lock(mutex);
+            const CPlainLock lock(mutex);
             notFull.wakeOne();
         }
         return true;
@@ -89,7 +88,7 @@ public:
     /// With true, a reader that finds nothing returns at once, one that waits is woken; false ends that.
     void interruptReader(bool interrupt)
     {
-        const std::lock_guard<CPlainMutex> lock(mutex);
+        const CPlainLock lock(mutex);
         interrupted = interrupt;
         if (interrupt)
             notEmpty.wakeOne();
@@ -99,7 +98,7 @@ public:
     template<class Change>
     void changeWaiting(Change change)
     {
-        const std::lock_guard<CPlainMutex> lock(mutex);
+        const CPlainLock lock(mutex);
         for (unsigned int left = count.load(), index = readIndex; left > 0; --left, index = next(index))
             change(buffer[index]);
     }
@@ -111,7 +110,8 @@ private:
     bool isFull() const { return count.load() == size; }
     unsigned int next(unsigned int index) const { return index + 1 == size ? 0 : index + 1; }
 
-    bool waitForRoom(std::unique_lock<CPlainMutex>& lock, unsigned int timeoutMs)
+    // clang does not follow a lock that is handed over.
+    KIV_UNCHECKED bool waitForRoom(CPlainLock& lock, unsigned int timeoutMs)
     {
         lock.unlock();
         spinUntil([this] { return !isFull(); });
@@ -130,7 +130,7 @@ private:
         if (busy && spinUntil([this] { return !isEmpty(); }))
             return true;
         busy = false;
-        const std::lock_guard<CPlainMutex> lock(mutex);
+        const CPlainLock lock(mutex);
         const CDeadline deadline = CDeadline::in(std::chrono::milliseconds(timeoutMs));
         readerWaits = true;
         while (isEmpty() && !interrupted && notEmpty.wait(mutex, deadline))
@@ -147,10 +147,10 @@ private:
     std::atomic<unsigned int> writersWaiting{0};
     alignas(cacheLine) unsigned int readIndex = 0; // the reader's own
     bool busy = false;
-    alignas(cacheLine) CPlainMutex mutex; // guards what follows
-    unsigned int writeIndex = 0;
-    bool readerWaits = false;
-    bool interrupted = false;
+    alignas(cacheLine) CPlainMutex mutex;
+    unsigned int writeIndex KIV_GUARDED_BY(mutex) = 0;
+    bool readerWaits KIV_GUARDED_BY(mutex) = false;
+    bool interrupted KIV_GUARDED_BY(mutex) = false;
     CSyncCondition notEmpty;
     CSyncCondition notFull;
 };

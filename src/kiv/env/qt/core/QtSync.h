@@ -10,6 +10,7 @@
 #include <QMutex>
 #include <QWaitCondition>
 
+#include "kiv/env/qt/core/ThreadSafety.h"
 #include "kiv/env/unix/helper/TerminationBlocker.h"
 #include "kiv/time/TimeSource.h"
 
@@ -60,12 +61,12 @@ public:
     CFinishedThreadDeletion& operator=(const CFinishedThreadDeletion&) = delete;
 };
 
-/// A QMutex with its order made visible; BasicLockable, for std::lock_guard and std::unique_lock.
+/// A QMutex with its order made visible; BasicLockable. A CPlainLock holds it, so that clang sees who does.
 template<class Mutex>
-class CSyncMutex
+class KIV_CAPABILITY CSyncMutex
 {
 public:
-    void lock()
+    void lock() KIV_ACQUIRES()
     {
 #ifdef KIV_TSAN
         __tsan_mutex_pre_lock(this, tsanFlags);
@@ -76,7 +77,7 @@ public:
 #endif
     }
 
-    void unlock()
+    void unlock() KIV_RELEASES()
     {
 #ifdef KIV_TSAN
         __tsan_mutex_pre_unlock(this, tsanFlags);
@@ -98,17 +99,61 @@ private:
 /// A non-recursive mutex, the only kind that a CSyncCondition waits on.
 using CPlainMutex = CSyncMutex<QMutex>;
 
+/// Holds a CPlainMutex for the time of a scope, but for what lies between unlock() and lock().
+class KIV_SCOPED_CAPABILITY CPlainLock
+{
+public:
+    explicit CPlainLock(CPlainMutex& locked) KIV_ACQUIRES(locked) : mutex(locked) { mutex.lock(); }
+    ~CPlainLock() KIV_RELEASES()
+    {
+        if (isHeld)
+            mutex.unlock();
+    }
+    CPlainLock(const CPlainLock&) = delete;
+    CPlainLock& operator=(const CPlainLock&) = delete;
+
+    void lock() KIV_ACQUIRES()
+    {
+        mutex.lock();
+        isHeld = true;
+    }
+    void unlock() KIV_RELEASES()
+    {
+        isHeld = false;
+        mutex.unlock();
+    }
+
+private:
+    CPlainMutex& mutex;
+    bool isHeld = true;
+};
+
+/// A locked mutex for who gives it up in a wait and takes it again, which clang does not follow.
+class CHeldMutex
+{
+public:
+    explicit CHeldMutex(CPlainMutex& held) KIV_REQUIRES(held) : mutex(held) {}
+    KIV_UNCHECKED void lock() { mutex.lock(); }
+    KIV_UNCHECKED void unlock() { mutex.unlock(); }
+
+private:
+    CPlainMutex& mutex;
+};
+
 /// A wait condition on a locked CPlainMutex.
 class CSyncCondition
 {
 public:
     /// Waits until woken or until the deadline; true when woken (or without cause), false when the time ran out.
     /// No forced termination of the thread takes effect inside, where it would leave the condition's own lock taken.
-    bool wait(CPlainMutex& locked, const CDeadline& deadline)
+    bool wait(CPlainMutex& locked, const CDeadline& deadline) KIV_REQUIRES(locked)
     {
         const CTerminationBlocker blocker;
         if (ITimeSource* const source = Time::source())
-            return waitOn(*source, this, locked, deadline);
+        {
+            CHeldMutex held(locked);
+            return waitOn(*source, this, held, deadline);
+        }
         return waitInRealTime(locked, deadline) || !deadline.isExpired();
     }
 
@@ -127,7 +172,7 @@ public:
     }
 
 private:
-    bool waitInRealTime(CPlainMutex& locked, const CDeadline& deadline)
+    bool waitInRealTime(CPlainMutex& locked, const CDeadline& deadline) KIV_REQUIRES(locked)
     {
         QDeadlineTimer limit(QDeadlineTimer::Forever);
         if (!deadline.isNever())

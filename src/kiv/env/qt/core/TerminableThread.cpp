@@ -1,7 +1,6 @@
 #include "kiv/env/qt/core/TerminableThread.h"
 
 #include <algorithm>
-#include <mutex>
 #include <new>
 #include <utility>
 
@@ -31,7 +30,7 @@ constexpr milliseconds longestWait = std::chrono::hours(1); // QThread::wait() c
 struct ThreadPark
 {
     CPlainMutex lock;
-    std::unique_ptr<CTerminableThread> first;
+    std::unique_ptr<CTerminableThread> first KIV_GUARDED_BY(lock);
 };
 
 ThreadPark& park()
@@ -61,7 +60,7 @@ private:
 bool CTerminableThread::launch(Priority priority)
 {
     const CTerminationBlocker blocker;
-    const std::lock_guard<CPlainMutex> guard(gate);
+    const CPlainLock guard(gate);
     if (state == StateStarting || state == StateRunning)
         return true;
     if (state == StateEnded)
@@ -114,9 +113,10 @@ bool CTerminableThread::waitInRealTime(const CDeadline& deadline)
 bool CTerminableThread::waitInTimeOf(ITimeSource& other, const CDeadline& deadline)
 {
     {
-        const std::lock_guard<CPlainMutex> guard(gate);
+        const CPlainLock guard(gate);
+        CHeldMutex held(gate);
         while (state == StateStarting || state == StateRunning)
-            if (!waitOn(other, &changed, gate, deadline))
+            if (!waitOn(other, &changed, held, deadline))
                 return false;
     }
     return wait();
@@ -142,19 +142,19 @@ bool CTerminableThread::isThere()
 {
     if (Time::source() == nullptr)
         return isRunning();
-    const std::lock_guard<CPlainMutex> guard(gate);
+    const CPlainLock guard(gate);
     return state == StateStarting || state == StateRunning;
 }
 
 void CTerminableThread::close()
 {
-    const std::lock_guard<CPlainMutex> guard(gate);
+    const CPlainLock guard(gate);
     closed = true;
 }
 
 bool CTerminableThread::terminateBody()
 {
-    const std::lock_guard<CPlainMutex> guard(gate);
+    const CPlainLock guard(gate);
     if (state != StateRunning || runsHere())
         return false;
     terminate();
@@ -175,7 +175,7 @@ void CTerminableThread::giveUp(std::unique_ptr<CTerminableThread> thread)
     };
     std::unique_ptr<CTerminableThread> ended;
     {
-        const std::lock_guard<CPlainMutex> guard(park().lock);
+        const CPlainLock guard(park().lock);
         push(park().first, std::move(thread));
         for (auto* place = &park().first; *place;)
         {
@@ -206,7 +206,7 @@ void CTerminableThread::run()
 
 bool CTerminableThread::begin()
 {
-    const std::lock_guard<CPlainMutex> guard(gate);
+    const CPlainLock guard(gate);
     id = static_cast<std::uint64_t>(gettid());
     state = StateRunning;
     changed.wakeAll();
@@ -216,7 +216,7 @@ bool CTerminableThread::begin()
 void CTerminableThread::end()
 {
     {
-        const std::lock_guard<CPlainMutex> guard(gate);
+        const CPlainLock guard(gate);
         state = StateEnded;
         if (Time::source() != nullptr)
             changed.wakeAll();

@@ -98,8 +98,8 @@ private:
     std::unique_ptr<CTerminableThread> nextParked;
     CPlainMutex gate;
     CSyncCondition changed;
-    eState state = StateIdle;
-    bool closed = false;
+    eState state KIV_GUARDED_BY(gate) = StateIdle;
+    bool closed KIV_GUARDED_BY(gate) = false;
     ITimeSource* source = nullptr; // that the run takes part in, with the token for it
     void* token = nullptr;
     std::atomic<std::uint64_t> id{0};
