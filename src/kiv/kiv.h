@@ -27,6 +27,7 @@
 #include <kiv/Macho.h>
 #include <kiv/MachoMirror.h>
 #include <kiv/Mutex.h>
+#include <kiv/OperatingHours.h>
 #include <kiv/PimplOwner.h>
 #include <kiv/PollingTimer.h>
 #include <kiv/PwmOutput.h>

@@ -18,6 +18,8 @@ constexpr int outOfRange = -34;
 constexpr int alreadyThere = -302;
 constexpr int operationCanceled = -36;
 constexpr int operationTimedOut = -208;
+constexpr int noDataAvailable = -0x207;
+constexpr int badMessage = -0x404A;
 
 } // namespace Kiv
 
