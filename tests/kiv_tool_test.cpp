@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <kiv/ErrorToString.h>
+#include <kiv/OperatingHours.h>
 #include <kiv/crc.h>
 
 #include "support/KivTool.h"
@@ -234,8 +235,35 @@ TEST(KivTool, HoursOfARecordAndNeverOfLess)
         EXPECT_THAT(runTool({"hours", command, directory.path() / "none"}), Refuses(3, "No such entity"));
         EXPECT_THAT(runTool({"hours", command, directory.path()}), Refuses(3, "Is a directory"));
     }
+    write(path, "[Heater]\nSetpoint=21.5\n");
+    for (const char* command : {"show", "reset"})
+        EXPECT_THAT(runTool({"hours", command, path}), Refuses(2, "neither an hour counter's record nor"));
+    write(path, "0123456789" + std::string(4, '\0') + "tail");
     EXPECT_EQ(std::filesystem::file_size(path), 18U);
     EXPECT_FALSE(std::filesystem::exists(directory.path() / "none"));
+}
+
+TEST(KivTool, HoursOfACounterAndItsStarts)
+{
+    TemporaryDirectory directory;
+    const std::string path = directory.path() / "counters";
+    {
+        Kiv::COperatingHours first(path, 0);
+        Kiv::COperatingHours second(path, 1);
+        ASSERT_EQ(first.open(), 0);
+        ASSERT_EQ(second.open(), 0);
+        first.add(std::chrono::hours(100000) + std::chrono::milliseconds(61500), 7);
+        second.add(std::chrono::seconds(5), 1);
+    }
+    EXPECT_THAT(runTool({"hours", "show", path}), Prints("100000 h 01 min 01 s, 7 starts\n"));
+    EXPECT_THAT(runTool({"hours", "show", "--number", "1", path}), Prints("0 h 00 min 05 s, 1 starts\n"));
+    EXPECT_THAT(runTool({"hours", "show", "--json", path}), Prints("{\"seconds\":360000061,\"starts\":7}\n"));
+    EXPECT_THAT(runTool({"hours", "show", "--number", "2", path}), Refuses(3, "No data available"));
+    EXPECT_THAT(runTool({"hours", "show", "--number", "1", "--offset", "0", path}), Refuses(2, "excludes"));
+    EXPECT_THAT(runTool({"hours", "show", "--offset", "4096", path}), Refuses(2, "neither an hour counter's"));
+    EXPECT_THAT(runTool({"hours", "reset", path}), Prints("before: 100000 h 01 min 01 s, 7 starts\n"));
+    EXPECT_THAT(runTool({"hours", "show", path}), Prints("0 h 00 min 00 s, 0 starts\n"));
+    EXPECT_THAT(runTool({"hours", "show", "--number", "1", path}), Prints("0 h 00 min 05 s, 1 starts\n"));
 }
 
 TEST(KivTool, Base32RoundTripAndItsFaults)

@@ -8,6 +8,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <kiv/OperatingHours.h>
+
 #include "support/ChildProcess.h"
 #include "support/TemporaryDirectory.h"
 #include "support/WaitUntil.h"
@@ -158,14 +160,16 @@ TEST_F(PumpStation, OperatingHoursGrowFromRunToRun)
 {
     EXPECT_THAT(run(fullSpeed).out, HasSubstr("hours run           1.7     2.0\n"));
     EXPECT_THAT(run(fullSpeed).out, HasSubstr("hours run           3.3     4.0\n"));
-    EXPECT_EQ(fs::file_size(path("pump_station.hours")), 12);
-    write("pump_station.hours", std::string("\x20\x1c\0\0\x10\x0e\0\0\0\0\0\0", 12)); // 7200, 3600 and 0 s
-    const std::string hours = run(fullSpeed).out;
-    EXPECT_THAT(hours, HasSubstr("hours run           2.7     2.0\n"));
-    EXPECT_THAT(hours, testing::ContainsRegex("in service        12[0-9]\\.[0-9] minutes"));
-    fs::remove(path("pump_station.hours"));
-    fs::create_directory(path("pump_station.hours"));
-    EXPECT_EQ(run(fullSpeed).err, "pump_station: " + path("pump_station.hours") + ": cannot be written\n");
+    Kiv::COperatingHours station(path("pump_station.counters"));
+    ASSERT_EQ(station.open(), 0);
+    station.add(std::chrono::hours(2));
+    ASSERT_EQ(station.save(), 0);
+    EXPECT_THAT(run(fullSpeed).out, testing::ContainsRegex("in service        12[0-9]\\.[0-9] minutes"));
+    write("pump_station.counters", "not ours");
+    EXPECT_EQ(run(fullSpeed).err, "pump_station: " + path("pump_station.counters") + ": Bad message\n");
+    fs::remove(path("pump_station.counters"));
+    fs::create_directory(path("pump_station.counters"));
+    EXPECT_EQ(run(fullSpeed).err, "pump_station: " + path("pump_station.counters") + ": Is a directory\n");
 }
 
 TEST_F(PumpStation, CrashLeavesAReport)

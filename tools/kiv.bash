@@ -22,7 +22,7 @@ _kiv_words()
         'pwm show') echo --json --help ;;
         'pwm set') echo --period --duty --polarity --on --off --help ;;
         'adc read') echo --json --help ;;
-        'hours show' | 'hours reset') echo --offset --json --help ;;
+        'hours show' | 'hours reset') echo --number --offset --json --help ;;
         crc) echo --hex --poly --json --help ;;
         base32) echo --decode --no-padding --help ;;
         look) echo --folder --once --diagram --machine --trace --json --help ;;

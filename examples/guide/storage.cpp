@@ -11,7 +11,6 @@
 
 #include <kiv/ErrorToString.h>
 #include <kiv/FileStorage.h>
-#include <kiv/HourMeter.h>
 
 /// The memory as the last run left it, at first all zeros; null where it cannot be used.
 std::shared_ptr<Kiv::CFileStorage> openMemory(const std::string& path)
@@ -33,20 +32,16 @@ bool start()
     if (!memory)
         return false;
 
-    Kiv::CHourMeter hours(-1);  // each reading() that counts writes the record
-    hours.setMemory(memory, 0); // bytes 0 to 3
-    hours.initialize();         // goes on from there
-
     std::uint32_t starts = 0;
     char record[sizeof starts];
-    memory->read(record, sizeof record, 4); // bytes 4 to 7 are ours
+    memory->read(record, sizeof record, 4); // bytes 4 to 7
     std::memcpy(&starts, record, sizeof starts);
     ++starts;
     std::memcpy(record, &starts, sizeof record);
     memory->write(record, sizeof record, 4);
-    std::printf("start %u at %u s\n", starts, hours.reading());
+    std::printf("start %u\n", starts);
 
-    if (const ErrCode error = hours.save()) // counts, writes and waits until the medium has it
+    if (const ErrCode error = memory->flush()) // waits until the medium has it
         std::printf("not saved: %s\n", ErrorToString(error));
     return memory->isGood();
 }

@@ -60,9 +60,12 @@ void CPlant::moveWater()
 void CPlant::countHours()
 {
     for (std::size_t pump = 0; pump < pumpCount; ++pump)
-        if (machinery.isRunning(pump))
-            hours.add(pump, settings.times.step);
-    hours.saveHourly();
+    {
+        const int starts = machinery.starts(pump);
+        hours.add(pump, machinery.isRunning(pump) ? settings.times.step : 0,
+                  static_cast<std::uint64_t>(starts - startsCounted.at(pump)));
+        startsCounted.at(pump) = starts;
+    }
 }
 
 /// What the pumps deliver at the speeds that reach their drives.

@@ -2,6 +2,9 @@
 #ifndef KIV_PUMPSTATION_PLANT_H
 #define KIV_PUMPSTATION_PLANT_H
 
+#include <array>
+#include <cstdint>
+
 #include "Basin.h"
 #include "PumpController.h"
 #include "Pumps.h"
@@ -74,6 +77,7 @@ private:
     CBasin water;
     CPumps machinery;
     CPumpController control;
+    std::array<int, pumpCount> startsCounted{};
     int highest;
     int highestTime;
 };

@@ -5,23 +5,18 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
-#include <memory>
 #include <string>
 
-#include <kiv/HourMeter.h>
+#include <kiv/OperatingHours.h>
 
 #include "Wiring.h"
-
-namespace Kiv
-{
-class CFileStorage;
-}
 
 namespace PumpStation
 {
 
-/// Three records in one storage file, which is made if it is not there: the station's time in service, which an hour
-/// meter counts as time really goes by, and the running time of each pump, which is the model's time.
+/// Three counters in one file, which is made if it is not there: the station's time in service, which goes by in real
+/// time, and the running time and the starts of each pump, which are the model's. They save themselves once an hour,
+/// since the medium does not like to be written in each step, and at the end.
 ///
 /// Threads: one at a time.
 /// Units: seconds.
@@ -31,23 +26,26 @@ public:
     /// CInputError if the file cannot be made, opened or used.
     explicit CPumpHours(const std::string& path);
 
-    void add(std::size_t pump, int seconds) { pumps.at(pump) += static_cast<std::uint32_t>(seconds); }
+    void add(std::size_t pump, int seconds, std::uint64_t starts)
+    {
+        pumps.at(pump).add(std::chrono::seconds(seconds), starts);
+    }
 
     /// Writes the records and waits until the medium has them; 0 or a negated code.
-    ErrCode save();
+    int save();
 
-    /// Does so if an hour of real time has passed since the last time: the medium does not like to be written in each
-    /// step.
-    void saveHourly();
-
-    std::uint32_t service() { return meter.reading(); }
-    std::uint32_t pump(std::size_t number) const { return pumps.at(number); }
+    std::int64_t service() const { return secondsOf(station); }
+    std::int64_t pump(std::size_t number) const { return secondsOf(pumps.at(number)); }
+    std::uint64_t starts(std::size_t number) const { return pumps.at(number).reading().starts; }
 
 private:
-    std::shared_ptr<Kiv::CFileStorage> storage;
-    Kiv::CHourMeter meter;
-    std::array<std::uint32_t, pumpCount> pumps{};
-    std::chrono::steady_clock::time_point lastSaved = std::chrono::steady_clock::now();
+    static std::int64_t secondsOf(const Kiv::COperatingHours& hours)
+    {
+        return std::chrono::duration_cast<std::chrono::seconds>(hours.reading().total).count();
+    }
+
+    Kiv::COperatingHours station;
+    std::array<Kiv::COperatingHours, pumpCount> pumps;
 };
 
 } // namespace PumpStation

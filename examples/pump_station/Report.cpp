@@ -71,12 +71,14 @@ void printTable(const CPlant& plant)
     std::printf("events dropped   %6" PRIu64 "\n", plant.controller().eventsDropped());
 }
 
-void printHours(CPumpHours& hours)
+void printHours(const CPumpHours& hours)
 {
     constexpr double secondsInAnHour = 3600;
     std::printf("\nall runs         pump 1  pump 2\n");
-    std::printf("hours run        %6.1f  %6.1f\n", hours.pump(0) / secondsInAnHour, hours.pump(1) / secondsInAnHour);
-    std::printf("in service       %6.1f minutes of real time\n", hours.service() / 60.0);
+    std::printf("starts           %6" PRIu64 "  %6" PRIu64 "\n", hours.starts(0), hours.starts(1));
+    std::printf("hours run        %6.1f  %6.1f\n", static_cast<double>(hours.pump(0)) / secondsInAnHour,
+                static_cast<double>(hours.pump(1)) / secondsInAnHour);
+    std::printf("in service       %6.1f minutes of real time\n", static_cast<double>(hours.service()) / 60);
 }
 
 } // namespace PumpStation

@@ -15,7 +15,7 @@ void printStatus(const CPlant& plant);
 void printTable(const CPlant& plant);
 
 /// The operating hours over all runs.
-void printHours(CPumpHours& hours);
+void printHours(const CPumpHours& hours);
 
 } // namespace PumpStation
 

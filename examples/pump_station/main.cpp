@@ -162,10 +162,10 @@ int control(const Options& options)
 
     printTable(plant);
     const ErrCode traced = trace ? writeTrace(*trace, *options.tracePath) : 0;
-    const ErrCode saved = hours.save();
+    const int saved = hours.save();
     printHours(hours);
     if (saved != 0)
-        return fail(statusFailed, settings.hoursPath + ": " + ErrorToString(saved));
+        return fail(statusFailed, settings.hoursPath + ": " + ErrorToString(static_cast<ErrCode>(saved)));
     if (traced != 0)
         return fail(statusFailed, *options.tracePath + ": " + ErrorToString(traced));
     return statusOf(run, *wiring, signal);
