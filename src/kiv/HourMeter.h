@@ -14,8 +14,9 @@ namespace Kiv
 class CFileStorage;
 class CHourMeterPrivate;
 
-/// Counts the seconds during which it exists, whenever it is read, and keeps them in a storage. What is short it does not
-/// count, and a clock that is set it believes: for new programs there is COperatingHours, which takes its record over.
+/// Counts the seconds during which it exists, whenever it is read, and keeps them in a storage. What is short it does
+/// not count, and a clock that is set it believes: for new programs there is COperatingHours, which takes its record
+/// over.
 ///
 /// Calling order: construct, setMemory(), initialize(), then reading() as often as wanted. A new file is given its
 /// length before, by CFileStorage::erase(): on one that is too short nothing is ever saved.

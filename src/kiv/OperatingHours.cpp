@@ -60,6 +60,7 @@ public:
     void finish();
 
 private:
+    void saveInTime();
     OperatingHours current() const;
 
     const std::chrono::seconds interval;
@@ -147,9 +148,7 @@ void COperatingHoursPrivate::begin()
     runs = true;
     runBegin = CDeadline::now(ClockBoottime);
     ++starts;
-    if (due.isNever())
-        due = CDeadline::in(interval);
-    changed.wakeAll();
+    saveInTime();
 }
 
 void COperatingHoursPrivate::end()
@@ -168,12 +167,18 @@ void COperatingHoursPrivate::add(milliseconds span, std::uint64_t moreStarts)
     const std::lock_guard<std::mutex> lock(counting);
     counted += std::max(span, milliseconds::zero());
     starts += moreStarts;
-    if (due.isNever())
-        due = CDeadline::in(interval);
+    saveInTime();
+}
+
+/// Under `counting`, like the next.
+void COperatingHoursPrivate::saveInTime()
+{
+    if (!due.isNever())
+        return;
+    due = CDeadline::in(interval);
     changed.wakeAll();
 }
 
-/// Under `counting`.
 OperatingHours COperatingHoursPrivate::current() const
 {
     const nanoseconds total = runs ? counted + (CDeadline::now(ClockBoottime) - runBegin) : counted;
@@ -212,9 +217,8 @@ int COperatingHoursPrivate::save()
     const int result = file.write(hours);
     const std::lock_guard<std::mutex> lock(counting);
     lastResult = result;
-    if (result != 0 && due.isNever())
-        due = CDeadline::in(interval);
-    changed.wakeAll();
+    if (result != 0)
+        saveInTime();
     return result;
 }
 
