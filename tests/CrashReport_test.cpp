@@ -129,6 +129,55 @@ TEST(CrashReport, IsCompleteWhateverBrokeAndTheSignalTakesItsDefaultAction)
     }
 }
 
+TEST(CrashReport, TheSameCrashAgainIsCountedAndAnotherOneIsNot)
+{
+    const CReportFile file;
+    crash(file, "plain");
+    const std::string first = file.text();
+    EXPECT_THAT(first, ContainsRegex("\nrepeated: 00000 times until 20[^\n]*Z\n"));
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(crash(file, "plain"), 128 + SIGSEGV);
+    const std::string third = file.text();
+    EXPECT_EQ(third.size(), first.size());
+    EXPECT_THAT(third, ContainsRegex("\nrepeated: 00003 times until 20[^\n]*Z\n"));
+    crash(file, "abort");
+    EXPECT_THAT(file.text(), StartsWith(third));
+    EXPECT_EQ(count(file.text(), "=== crash report ===\n"), 2U);
+    crash(file, "plain");
+    EXPECT_EQ(count(file.text(), "=== crash report ===\n"), 3U) << "the last one was another";
+    // One that ended long ago is no repetition.
+    std::string old = third;
+    old.replace(old.find(" times until 20") + 13, 4, "2001");
+    std::ofstream(file.path) << old;
+    crash(file, "plain");
+    EXPECT_THAT(file.text(), StartsWith(old + "=== crash report ===\n"));
+}
+
+TEST(CrashReport, KeepsTheNewestReportsAndNoMoreThanAFlashHolds)
+{
+    const auto reports = [](int count, std::size_t size) {
+        std::string text;
+        for (int i = 0; i < count; ++i)
+            text += "=== crash report ===\nnumber " + std::to_string(i) + "\n  " + std::string(size, 'x') +
+                    "\n=== end ===\n";
+        return text;
+    };
+    const CReportFile file;
+    std::ofstream(file.path) << reports(30, 100);
+    crash(file, "plain");
+    EXPECT_EQ(count(file.text(), "=== crash report ===\n"), 11U);
+    EXPECT_THAT(file.text(), StartsWith("=== crash report ===\nnumber 20\n"));
+    EXPECT_THAT(file.text(), HasSubstr("number 29\n"));
+    std::ofstream(file.path) << reports(9, 50000);
+    crash(file, "plain");
+    EXPECT_THAT(file.text(), StartsWith("=== crash report ===\nnumber 5\n"));
+    EXPECT_LE(file.text().size(), 256U * 1024);
+    const std::string foreign = "a file of somebody else\n" + reports(30, 50000);
+    std::ofstream(file.path) << foreign;
+    crash(file, "plain");
+    EXPECT_THAT(file.text(), StartsWith(foreign));
+}
+
 TEST(CrashReport, ShowsWhatTheMachineLoggedLast)
 {
     const CReportFile file;
@@ -167,15 +216,6 @@ TEST(CrashReport, WritesTimesAsTheCalendarHasThem)
     }
     close(ends[0]);
     close(ends[1]);
-}
-
-TEST(CrashReport, IsAppendedToTheFormerOnes)
-{
-    const CReportFile file;
-    crash(file, "plain");
-    const std::size_t first = file.text().size();
-    crash(file, "plain");
-    EXPECT_THAT(file.text().substr(first), StartsWith("=== crash report ===\n"));
 }
 
 TEST(CrashReport, FileThatCannotBeOpenedIsAnError)

@@ -2,6 +2,7 @@
 #ifndef KIV_CRASHREPORT_H
 #define KIV_CRASHREPORT_H
 
+#include <cstddef>
 #include <string>
 
 #include <kiv/kiv_export.h>
@@ -18,6 +19,10 @@
 /// it is called after that, and the other way round. Use that one on the desk, where names at once are worth more than
 /// certainty.
 ///
+/// The file stays small: installCrashReport() drops the oldest reports, and a crash like the last one soon after it, as
+/// in a program that is started again and again, leaves no report of its own but is counted in the last one's line
+/// "repeated". CrashReportLimits says how much and how soon. A FIFO or terminal gets every report.
+///
 /// Limits: a report that is not complete after five seconds ends with "given up"; the signal's action comes all the
 /// same. The file may be a FIFO, or a terminal, which does not become the controlling one: what nobody reads within a
 /// second is lost, and so is what a limit on the size of files does not admit. SIGPIPE and SIGXFSZ are ignored
@@ -31,9 +36,21 @@ namespace Kiv
 namespace Diag
 {
 
+/// How much a file of crash reports may hold.
+struct CrashReportLimits
+{
+    unsigned reports = 10;             ///< so many stay at installation; the next crash may add one
+    std::size_t bytes = 256 * 1024;    ///< never more, at least 64 KiB: of a report, long lists of mappings are cut
+    unsigned repeatedWithin = 60 * 60; ///< seconds from the last crash in which the same one is only counted; 0: never
+};
+
 /// Opens `path` for appending, creating it if need be, and installs the handlers. 0, or the negated error code of the
 /// open, and then nothing is installed; a FIFO needs a reader at this time. Modules that are loaded afterwards stand in
-/// the report without build-id. A second call changes the file.
+/// the report without build-id. A second call changes the file. What is more than `limits` admit goes, the oldest
+/// reports first; the file is replaced for that, as CFileEdit does it. A file that does not begin with a report is left
+/// as it is.
+KIV_API int installCrashReport(const std::string& path, const CrashReportLimits& limits);
+/// With the limits as they stand above.
 KIV_API int installCrashReport(const std::string& path);
 
 /// Gives the calling thread the stack that a report of its stack overflow needs. The library's own threads and the

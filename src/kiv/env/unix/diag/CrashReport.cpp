@@ -22,6 +22,7 @@
 #include "kiv/env/unix/diag/EndLimit.h"
 #include "kiv/env/unix/diag/LoadedModules.h"
 #include "kiv/env/unix/diag/LogRing.h"
+#include "kiv/env/unix/diag/ReportFile.h"
 #include "kiv/env/unix/diag/ReportWriter.h"
 
 namespace Kiv
@@ -46,6 +47,10 @@ constexpr std::size_t stackSize = std::size_t{64} * 1024;
 
 std::atomic<int> reportFile{-1};
 std::atomic<bool> reporting{false};
+CReportFile kept;
+
+/// What of a report is kept for the stack and the last lines when there are too many modules and mappings.
+constexpr std::size_t stackRoom = 24576;
 
 CEndLimit limit;
 /// What the limit's thread needs: the file, 0 or the signal, and whether the last line is written.
@@ -115,13 +120,30 @@ void writeAddress(CReportWriter& out, std::uintptr_t address)
     out.text("\n");
 }
 
-void writeHead(CReportWriter& out, int sig, const siginfo_t& info, const ucontext_t& context)
+/// Tells one crash from another: the signal, and where in which modules its stack leads.
+class CFingerprint
 {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    out.text("=== crash report ===\nsignal: ").decimal(static_cast<unsigned>(sig)).text(" ").text(nameOf(sig));
+public:
+    void add(std::uintptr_t address)
+    {
+        const LoadedModule* module = CLoadedModules::find(address);
+        addNumber(module ? address - module->base : 0);
+        for (const char* at = module ? module->path : ""; *at != '\0'; ++at)
+            addNumber(static_cast<unsigned char>(*at));
+    }
+    void addNumber(std::uint64_t number) { value = (value ^ number) * 0x100000001b3; } // as in FNV-1a
+    std::uint64_t number() const { return value; }
+
+private:
+    std::uint64_t value = 0xcbf29ce484222325;
+};
+
+void writeHead(CReportWriter& out, int sig, const siginfo_t& info, const ucontext_t& context, std::int64_t now)
+{
+    out.text(reportBegin).text("signal: ").decimal(static_cast<unsigned>(sig)).text(" ").text(nameOf(sig));
     out.text("\naddress: ").hex(reinterpret_cast<std::uintptr_t>(info.si_addr));
-    out.text("\ntime: ").utc(now.tv_sec);
+    out.text("\ntime: ").utc(now);
+    out.text("\n").text(repeatedBegin).text("00000 times until ").utc(now);
     out.text("\nprocess: ").decimal(static_cast<std::uint64_t>(getpid()));
     out.text("\nthread: ").decimal(static_cast<std::uint64_t>(syscall(SYS_gettid)));
     out.text("\nprogram counter:\n");
@@ -139,6 +161,8 @@ void writeModules(CReportWriter& out)
     out.text("modules:\n");
     for (const LoadedModule& module : CLoadedModules::all())
     {
+        if (out.size() + stackRoom > kept.room())
+            break;
         out.text("  ").hex(module.begin).text("-").hex(module.end).text(" build-id ");
         out.bytes(module.buildId, module.buildIdSize).text(" ").text(module.path).text("\n");
     }
@@ -146,19 +170,30 @@ void writeModules(CReportWriter& out)
     const int maps = open("/proc/self/maps", O_RDONLY | O_CLOEXEC);
     char chunk[512];
     for (ssize_t got = 0; maps >= 0 && (got = read(maps, chunk, sizeof chunk)) > 0;)
+    {
+        if (out.size() + stackRoom > kept.room())
+        {
+            out.text("\n... and more\n");
+            break;
+        }
         out.text(chunk, static_cast<std::size_t>(got));
+    }
     if (maps >= 0)
         close(maps);
 }
 
-void writeFrames(CReportWriter& out)
+void writeFrames(CReportWriter& out, CFingerprint& fingerprint)
 {
     out.text("stack:\n");
     out.flush();
     void* addresses[maxFrames];
     const int frames = backtrace(addresses, maxFrames);
     for (int frame = 0; frame < frames; ++frame)
-        writeAddress(out, reinterpret_cast<std::uintptr_t>(addresses[frame]));
+    {
+        const auto address = reinterpret_cast<std::uintptr_t>(addresses[frame]);
+        writeAddress(out, address);
+        fingerprint.add(address);
+    }
 }
 
 /// True for an instruction that fails again when the handler returns to it.
@@ -204,14 +239,20 @@ void onCrash(int sig, siginfo_t* info, void* context)
     // Writing to a pipe that nobody reads or beyond a limit on the size of files shall not end the process first.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    CFingerprint fingerprint;
+    fingerprint.addNumber(static_cast<unsigned>(sig));
+    kept.begin(reportFile);
     {
         CReportWriter out(reportFile);
-        writeHead(out, sig, *info, *static_cast<const ucontext_t*>(context));
+        writeHead(out, sig, *info, *static_cast<const ucontext_t*>(context), now.tv_sec);
         writeLog(out);
         writeModules(out);
-        writeFrames(out);
-        out.text("=== end ===\n");
+        writeFrames(out, fingerprint);
+        out.text(fingerprintBegin).hexDigits(fingerprint.number()).text("\n=== end ===\n");
     }
+    kept.end(reportFile, fingerprint.number(), now.tv_sec);
     __atomic_store_n(&isComplete, true, __ATOMIC_RELEASE);
     takeDefaultAction(sig, *info);
 }
@@ -237,8 +278,11 @@ CLogRing& stateMachineLog()
     return ring;
 }
 
-int installCrashReport(const std::string& path)
+int installCrashReport(const std::string& path) { return installCrashReport(path, CrashReportLimits()); }
+
+int installCrashReport(const std::string& path, const CrashReportLimits& limits)
 {
+    kept.prepare(path, limits);
     const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0644);
     if (file < 0)
         return -static_cast<int>(errnoToErrCode(errno));

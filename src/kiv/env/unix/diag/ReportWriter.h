@@ -42,7 +42,8 @@ public:
     }
 
     CReportWriter& decimal(std::uint64_t value, int minimalDigits = 1) { return number(value, 10, minimalDigits); }
-    CReportWriter& hex(std::uint64_t value) { return text("0x").number(value, 16, 1); }
+    CReportWriter& hex(std::uint64_t value) { return text("0x").hexDigits(value); }
+    CReportWriter& hexDigits(std::uint64_t value) { return number(value, 16, 1); }
 
     CReportWriter& bytes(const unsigned char* data, std::size_t size)
     {
@@ -106,6 +107,9 @@ public:
     /// True if all that was flushed has been written.
     bool isComplete() const { return patience > 0; }
 
+    /// All characters so far, also those that were lost.
+    std::size_t size() const { return total; }
+
 private:
     static constexpr int stepMilliseconds = 10;
     static constexpr int fullPatience = 1000 / stepMilliseconds;
@@ -122,6 +126,7 @@ private:
         if (used == sizeof buffer)
             flush();
         buffer[used++] = character;
+        ++total;
     }
 
     CReportWriter& number(std::uint64_t value, unsigned base, int minimalDigits)
@@ -138,6 +143,7 @@ private:
     const int descriptor;
     int patience = fullPatience;
     std::size_t used = 0;
+    std::size_t total = 0;
     char buffer[512];
 };
 
