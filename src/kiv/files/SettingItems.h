@@ -63,7 +63,7 @@ public:
 /// The value, or all entries, as one text that tells whether two readings differ.
 std::string readingText(const SettingRule& rule, const SettingReading& reading);
 
-/// One line of text: whatever could end or hide it becomes a blank.
+/// One line of text, as reading gives it back: whatever could end or hide it becomes a blank, outer blanks go.
 std::string asOneLine(const std::string& text);
 
 /// The description as a schema, and the other way round; faults are those of the schema.

@@ -110,7 +110,7 @@ void CSchemaParser::take(const IniLine& one)
     if (one.kind == IniLineBlank || one.kind == IniLineComment)
         return;
     if (one.kind == IniLineKey)
-        return takeKey(one.name, one.value);
+        return takeKey(one.name, asOneLine(one.value));
     if (one.kind != IniLineSection)
         return fail("", "the line means nothing in a schema");
     endBlock();

@@ -38,7 +38,9 @@ std::string asOneLine(const std::string& text)
     std::string line = text;
     std::replace_if(
         line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
-    return line;
+    const std::size_t end = line.find_last_not_of(' ');
+    line.erase(end == std::string::npos ? 0 : end + 1);
+    return line.erase(0, line.find_first_not_of(' '));
 }
 
 std::string CSettings::iniText() const
