@@ -1,4 +1,4 @@
-# What `cmake --install` puts where: the library (component runtime), headers and package files (component development),
+# What `cmake --install` puts where: the library (component runtime), headers, package files and documents (component development),
 # the udev rule (component tools, to which the programs belong).
 
 include(CMakePackageConfigHelpers)
@@ -37,3 +37,11 @@ cmake_path(ABSOLUTE_PATH KIV_UDEV_DIR BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} OUT
 configure_file(${PROJECT_SOURCE_DIR}/packaging/udev/60-kiv.rules.in ${PROJECT_BINARY_DIR}/60-kiv.rules @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/60-kiv.rules DESTINATION ${KIV_UDEV_DIR}/rules.d COMPONENT tools)
 install(PROGRAMS ${PROJECT_SOURCE_DIR}/packaging/udev/kiv-sysfs-access DESTINATION ${KIV_UDEV_DIR} COMPONENT tools)
+
+# The documents, the examples' sources, and what one starts from: where the packages have them, too.
+set(kivDevDocs ${CMAKE_INSTALL_DATADIR}/doc/libkiv-dev)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples DESTINATION ${kivDevDocs} COMPONENT development)
+install(FILES ${PROJECT_SOURCE_DIR}/sim/board.ini DESTINATION ${kivDevDocs}/sim COMPONENT development)
+install(FILES ${PROJECT_SOURCE_DIR}/packaging/kiv-controller.service ${PROJECT_SOURCE_DIR}/packaging/journald.properties
+    DESTINATION ${kivDevDocs}/examples COMPONENT development)
+install(PROGRAMS ${PROJECT_SOURCE_DIR}/scripts/crash-names DESTINATION ${kivDevDocs}/examples COMPONENT development)

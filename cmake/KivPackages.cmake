@@ -82,13 +82,6 @@ if(KIV_DEBIAN_PACKAGES)
         ${PROJECT_SOURCE_DIR}/packaging/debian/copyright
         DESTINATION ${kivDocs}/${CPACK_DEBIAN_${upper}_PACKAGE_NAME} COMPONENT ${component})
   endforeach()
-  install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples DESTINATION ${kivDocs}/libkiv-dev
-      COMPONENT development)
-  install(FILES ${PROJECT_SOURCE_DIR}/sim/board.ini DESTINATION ${kivDocs}/libkiv-dev/sim COMPONENT development)
-  install(FILES ${PROJECT_SOURCE_DIR}/packaging/kiv-controller.service ${PROJECT_SOURCE_DIR}/packaging/journald.properties
-      DESTINATION ${kivDocs}/libkiv-dev/examples COMPONENT development)
-  install(PROGRAMS ${PROJECT_SOURCE_DIR}/scripts/crash-names DESTINATION ${kivDocs}/libkiv-dev/examples
-      COMPONENT development)
 endif()
 
 include(CPack)

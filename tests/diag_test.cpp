@@ -94,6 +94,20 @@ TEST(Diag, MissingFileLeavesThePlainLogger)
     EXPECT_EQ(child.out(), "");
 }
 
+TEST(Diag, MissingFileIsNoEndOfLoggingForWhoAsksForTheDefault)
+{
+    const TemporaryDirectory directory;
+    const std::string config = writeFile(directory.path() / "log.properties", logToFile(directory.path() / "the.log"));
+    for (const std::string& path : std::vector<std::string>{directory.path() / "missing", directory.path(), config})
+    {
+        CChildProcess child({APPLICATION_CHILD, "log-or-default", path});
+        EXPECT_EQ(child.wait(), 0);
+        EXPECT_EQ(child.err(), path == config ? "in force\n" : "default\n");
+        const auto warning = HasSubstr("Logging goes on without the property file " + path);
+        EXPECT_TRUE(path == config ? child.out().empty() : testing::Matches(warning)(child.out())) << child.out();
+    }
+}
+
 TEST(Diag, FailureInstallsTheDefaultAndReachesTheCaller)
 {
     const TemporaryDirectory directory;

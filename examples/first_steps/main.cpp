@@ -16,7 +16,7 @@ enum eLampEvent : unsigned char
 int main()
 {
     const std::string here = Kiv::getApplicationDirPath();
-    Kiv::Diag::init(here + "/logging.properties");
+    Kiv::Diag::initOrDefault(here + "/logging.properties");
     std::chrono::milliseconds interval(500);
     Kiv::CSettings settings;
     settings.section("Lamp");

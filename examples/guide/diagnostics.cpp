@@ -17,7 +17,7 @@ int main()
                                            "log4cplus.appender.out=log4cplus::ConsoleAppender\n"
                                            "log4cplus.appender.out.layout=log4cplus::PatternLayout\n"
                                            "log4cplus.appender.out.layout.ConversionPattern=%p %m%n\n";
-    Kiv::Diag::init("logging.properties"); // may say ${APP_PATH}: see Kiv::Env
+    Kiv::Diag::initOrDefault("logging.properties"); // may say ${APP_PATH}: see Kiv::Env
     LOG4CPLUS_INFO(Kiv::Diag::diagLogger(), "controller started");
     LOG4CPLUS_DEBUG(Kiv::Diag::diagLogger(), "not shown");
 

@@ -29,9 +29,15 @@ namespace Kiv
 namespace Diag
 {
 
+/// With a path, initOrDefault() is the safe sibling: a file that is missing leaves no log at all here.
+///
 /// Sets the environment variables of <kiv/EnvVars.h>, then configures logging: from the log4cplus property file
 /// `configPath`, or by default when the path is empty. Exceptions of initConfigFromFile() pass through.
 KIV_API void init(const std::string& configPath = "");
+
+/// As init(), but with the default configuration when the file is missing, cannot be read or makes log4cplus throw a
+/// std::exception, and with a warning about that on "DiagLogger". True when the file is in force.
+KIV_API bool initOrDefault(const std::string& configPath);
 
 /// Ends what init() began. Does nothing at present: texts written so far are not held back.
 KIV_API void finish();

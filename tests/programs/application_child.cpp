@@ -78,6 +78,12 @@ void logAsConfigured(const Arguments& arguments)
         logSomething(arguments[i]);
 }
 
+void logOrDefault(const Arguments& arguments)
+{
+    const bool isInForce = Kiv::Diag::initOrDefault(arguments.at(2));
+    std::fprintf(stderr, "%s\n", isInForce ? "in force" : "default");
+}
+
 void logAtEveryLevel(const Arguments& arguments)
 {
     Kiv::Diag::init(arguments.at(2));
@@ -131,6 +137,7 @@ int main(int argc, char** argv)
         {"log-configured", logAsConfigured},
         {"log-failure", logAfterFailure},
         {"log-levels", logAtEveryLevel},
+        {"log-or-default", logOrDefault},
     };
     const Arguments arguments(argv, argv + argc);
     commands.at(arguments.at(1))(arguments);

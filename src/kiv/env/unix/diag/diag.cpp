@@ -2,6 +2,8 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <exception>
+#include <fstream>
 #include <memory>
 
 #include <log4cplus/configurator.h>
@@ -56,6 +58,22 @@ void init(const std::string& configPath)
         initDefaultConfig();
     else
         initConfigFromFile(configPath);
+}
+
+bool initOrDefault(const std::string& configPath)
+{
+    const bool isReadable = std::ifstream(configPath).get() != std::ifstream::traits_type::eof();
+    try
+    {
+        init(isReadable ? configPath : "");
+        if (isReadable)
+            return true;
+    }
+    catch (const std::exception&) // the default is installed by now
+    {}
+    logAt(diagLogger(), log4cplus::WARN_LOG_LEVEL, {thisFile, __LINE__, __func__},
+          [&] { return "Logging goes on without the property file " + configPath; });
+    return false;
 }
 
 void finish() {}
