@@ -2,9 +2,11 @@
 
 add_test(NAME exported_symbols COMMAND ${PROJECT_SOURCE_DIR}/scripts/exported-symbols --check $<TARGET_FILE:kiv>)
 
-add_test(NAME Macho.mustNotCompile
-    COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/support/must-not-compile ${CMAKE_CXX_COMPILER}
-            ${CMAKE_CURRENT_SOURCE_DIR}/programs/Macho_must_not_compile.cpp -I${PROJECT_SOURCE_DIR}/src)
+foreach(misused Macho callbacks)
+  add_test(NAME ${misused}.mustNotCompile
+      COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/support/must-not-compile ${CMAKE_CXX_COMPILER}
+              ${CMAKE_CURRENT_SOURCE_DIR}/programs/${misused}_must_not_compile.cpp -I${PROJECT_SOURCE_DIR}/src)
+endforeach()
 
 function(kiv_check name)
   add_test(NAME ${name} COMMAND ${ARGN} WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})

@@ -237,6 +237,15 @@ private:
     void* lastUnpin = nullptr;     // the semaphore that a destructor waits for
 };
 
+/// Tells the operations that a signal cannot call: has `type` for them.
+template<class Op, class Arg>
+struct operation_traits;
+template<class Member, class Owner, class Arg>
+struct operation_traits<Member Owner::*, Arg>
+    : std::enable_if<!std::is_convertible_v<Member Owner::*, void (Owner::*)(Arg)> &&
+                     !std::is_convertible_v<Member Owner::*, void (Owner::*)(Arg) const>>
+{};
+
 /// What signals with an argument of type Arg share: connections as calls with that argument.
 template<class Arg, class Policy = multi_threaded_local>
 class KIV_API _signal_base1 : public _signal_base<Policy>
@@ -392,6 +401,15 @@ public:
     void connect(Dest* receiver, void (Owner::*op)(Arg) const)
     {
         this->template append_op<Owner>(receiver, op);
+    }
+
+    /// For the message only: no other operation can be connected.
+    template<class Dest, class Op, class = typename operation_traits<Op, Arg>::type>
+    void connect(Dest* /*receiver*/, Op /*op*/)
+    {
+        static_assert(
+            sizeof(Op) == 0,
+            "an operation that a signal calls returns void and takes one argument, of exactly the signal's type");
     }
 
     /// Calls every connection in order. Allocates nothing. Without connections it returns at once, without the lock:
