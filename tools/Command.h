@@ -83,6 +83,7 @@ void addCrcCommand(CLI::App& program);
 void addBase32Command(CLI::App& program);
 void addPathsCommand(CLI::App& program);
 void addLookCommand(CLI::App& program);
+void addViewCommand(CLI::App& program);
 
 } // namespace Tool
 

@@ -1,6 +1,5 @@
 /// kiv look: what a running controller does.
 #include <chrono>
-#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -10,6 +9,8 @@
 #include "Command.h"
 #include "Json.h"
 #include "LookClient.h"
+#include "LookDiagram.h"
+#include "LookMetrics.h"
 #include "LookView.h"
 
 namespace Tool
@@ -25,6 +26,7 @@ struct LookOptions
     std::string machine;
     std::string diagram;
     double traceSeconds = 0;
+    bool metrics = false;
     bool once = false;
     bool json = false;
 };
@@ -62,16 +64,8 @@ void list(const LookOptions& options)
 void printDiagram(CLookClient& client, const LookOptions& options)
 {
     const bool isPicture = options.diagram == "svg";
-    client.send("diagram " + (isPicture ? "dot" : options.diagram) + ' ' + options.machine);
-    const std::string text = parsedLine(client.answer()).value("text", "");
-    if (!isPicture)
-        return print(text);
-    std::FILE* const graphviz = ::popen("dot -Tsvg", "w");
-    if (graphviz == nullptr)
-        throw systemFailure("dot");
-    const bool written = std::fwrite(text.data(), 1, text.size(), graphviz) == text.size();
-    if (::pclose(graphviz) != 0 || !written)
-        throw CToolError(ExitFailed, "dot failed; Graphviz makes the picture: is it installed?");
+    const std::string text = diagramText(client, isPicture ? "dot" : options.diagram, options.machine);
+    print(isPicture ? pictureOf(text) : text);
 }
 
 void printTrace(CLookClient& client, double wantedSeconds)
@@ -123,10 +117,12 @@ void look(const LookOptions& options)
         return printDiagram(client, options);
     if (options.traceSeconds > 0)
         return printTrace(client, options.traceSeconds);
-    if (!options.once)
+    if (!options.once && !options.metrics)
         return watch(client, options.json);
     client.send("state");
     const std::string state = client.answer();
+    if (options.metrics)
+        return print(openMetrics(parsedLine(client.greeting()), parsedLine(state)));
     CLookView view(parsedLine(client.greeting()));
     view.take(parsedLine(state));
     print(options.json ? state + '\n' : view.text());
@@ -148,6 +144,7 @@ void addLookCommand(CLI::App& program)
     command->add_option("--trace", options->traceSeconds, "Record for so many seconds and print what Perfetto shows")
         ->check(CLI::Range(0.001, 86400.0))
         ->excludes(diagram);
+    command->add_flag("--metrics", options->metrics, "Print the figures once as OpenMetrics text");
     addJson(*command, options->json);
     command->footer("The usual places are XDG_RUNTIME_DIR and the folders of services below /run.\n"
                     "Programs make such a socket with Kiv::CInspection.");

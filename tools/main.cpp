@@ -44,6 +44,9 @@ void addCommands(CLI::App& program)
     Tool::addBase32Command(program);
     Tool::addPathsCommand(program);
     Tool::addLookCommand(program);
+#ifdef KIV_TOOL_VIEW
+    Tool::addViewCommand(program);
+#endif
     program.footer(footer); // only now: subcommands would take it over
     program.set_help_all_flag("--help-all", "Print the help of all commands and end");
     program.set_version_flag("--version", "kiv (libkiv) " KIV_VERSION, "Print the version and end");
