@@ -15,10 +15,15 @@ import unittest
 import urllib.error
 import urllib.request
 
-from selenium import webdriver
-from selenium.webdriver.chrome.service import Service
-from selenium.webdriver.common.by import By
-from selenium.webdriver.support.ui import WebDriverWait
+try:
+    from prometheus_client.openmetrics.parser import text_string_to_metric_families
+    from selenium import webdriver
+    from selenium.webdriver.chrome.service import Service
+    from selenium.webdriver.common.by import By
+    from selenium.webdriver.support.ui import WebDriverWait
+except ImportError as error:
+    print(f"skipped: {error}")
+    sys.exit(125)
 
 KIV, CHILD = sys.argv[1], sys.argv[2]
 PATIENCE = 60
@@ -142,8 +147,6 @@ class View(unittest.TestCase):
         self.assertEqual(status("post?name=kitchen&machine=oven&event=3", {}, b""), 404)
 
     def test_metrics_are_openmetrics_and_json_is_json(self):
-        from prometheus_client.openmetrics.parser import text_string_to_metric_families
-
         text = subprocess.check_output([KIV, "look", "kitchen", "--folder", self.folder, "--metrics"], text=True)
         families = {family.name: family for family in text_string_to_metric_families(text)}
         active = {sample.labels["state"]: sample.value for sample in families["kiv_state_active"].samples}
@@ -153,9 +156,29 @@ class View(unittest.TestCase):
         self.assertEqual([machine["name"] for machine in json.loads(state)["machines"]], ["oven"])
 
 
+def make_picture(path, station):
+    """A picture of the page while a pumping station works: kiv_view_test.py KIV CHILD PICTURE PUMP_STATION."""
+    with tempfile.TemporaryDirectory() as folder:
+        environment = dict(os.environ, XDG_RUNTIME_DIR=folder)
+        command = [station, "--quiet", "--speed", "600", "--inspect", "station"]
+        running = subprocess.Popen(command, env=environment, stdout=subprocess.DEVNULL)
+        view = subprocess.Popen([KIV, "view"], env=environment, stdout=subprocess.PIPE, text=True)
+        page = browser()
+        try:
+            page.get(view.stdout.readline().strip())
+            time.sleep(30)
+            page.save_screenshot(path)
+        finally:
+            page.quit()
+            view.kill()
+            running.kill()
+
+
 if __name__ == "__main__":
     if not pathlib.Path("/usr/bin/chromium").exists() or not pathlib.Path("/usr/bin/chromedriver").exists():
         print("skipped: no chromium with its driver")
         sys.exit(125)
     os.environ["SE_OFFLINE"] = "true"
+    if len(sys.argv) > 3:
+        sys.exit(make_picture(*sys.argv[3:]))
     unittest.main(argv=sys.argv[:1], verbosity=2)

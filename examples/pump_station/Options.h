@@ -26,6 +26,7 @@ struct Options
     std::optional<std::string> inflowPath;
     std::optional<int> speed;
     std::optional<std::string> tracePath;
+    std::optional<std::string> inspectName;
     std::optional<Kiv::eDiagramFormat> diagram; ///< print the machine instead of running it
     bool board = false;
     bool loopback = false;

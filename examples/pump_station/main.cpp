@@ -11,6 +11,7 @@
 
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
+#include <kiv/Inspection.h>
 #include <kiv/StateMachineTrace.h>
 #include <kiv/StateMachineValidation.h>
 #include <kiv/diag.h>
@@ -158,6 +159,12 @@ int control(const Options& options)
     std::optional<Kiv::CStateMachineTrace> trace;
     if (options.tracePath)
         trace.emplace(plant.stateMachine(), tracedRecords).start();
+    std::optional<Kiv::CInspection> inspection;
+    if (options.inspectName)
+        inspection.emplace(*options.inspectName).show(plant.stateMachine(), "station");
+    if (inspection && inspection->result() != 0)
+        Kiv::Diag::stdErrPrintf("pump_station: nobody can look: %s\n",
+                                ErrorToString(static_cast<ErrCode>(-inspection->result())));
     const int signal = operate(plant, run, stopSignals, options.crash);
 
     printTable(plant);

@@ -300,11 +300,13 @@ CInspection::CInspection(const std::string& name, const std::string& folder, con
     : d(std::make_shared<CInspectionPrivate>(name))
 {
     d->result = d->open(folder, group);
-    Diag::logAt(Diag::diagLogger(), d->result == 0 ? log4cplus::INFO_LOG_LEVEL : log4cplus::WARN_LOG_LEVEL,
-                {thisFile, __LINE__, __func__}, [&] {
-                    return d->result == 0 ? "Inspection: open at " + d->socket.path()
-                                          : "Inspection: \"" + name + "\" is not open: " + std::to_string(d->result);
-                });
+    if (Diag::isHeard(Diag::diagLogger()))
+        Diag::logAt(Diag::diagLogger(), d->result == 0 ? log4cplus::INFO_LOG_LEVEL : log4cplus::WARN_LOG_LEVEL,
+                    {thisFile, __LINE__, __func__}, [&] {
+                        return d->result == 0
+                                   ? "Inspection: open at " + d->socket.path()
+                                   : "Inspection: \"" + name + "\" is not open: " + std::to_string(d->result);
+                    });
     if (d->result != 0)
         return;
     d->thread = std::make_unique<CInspectionThread>(d);

@@ -38,6 +38,19 @@ inline void logAt(const log4cplus::Logger& logger, log4cplus::LogLevel level, co
         logger.forcedLog(level, std::forward<MakeText>(makeText)(), place.file, place.line, place.function);
 }
 
+/// Whether a record would reach an appender. A program that has not set logging up would get a complaint of log4cplus
+/// on standard error in place of the record: what nobody waits for is not logged there.
+inline bool isHeard(log4cplus::Logger logger)
+{
+    const CLogPass pass;
+    if (!pass)
+        return false;
+    const log4cplus::Logger root = log4cplus::Logger::getRoot();
+    while (logger.getAllAppenders().empty() && logger.getName() != root.getName())
+        logger = logger.getParent();
+    return !logger.getAllAppenders().empty();
+}
+
 /// Formats as printf does and cuts the text off where a buffer of 256 bytes ends.
 __attribute__((format(printf, 1, 2))) inline std::string formatted(const char* format, ...)
 {

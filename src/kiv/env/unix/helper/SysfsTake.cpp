@@ -17,18 +17,6 @@ namespace Kiv
 namespace
 {
 
-/// A program that has not set logging up would get a complaint of log4cplus on standard error in place of the record.
-bool isHeard(log4cplus::Logger logger)
-{
-    const Diag::CLogPass pass;
-    if (!pass)
-        return false;
-    const log4cplus::Logger root = log4cplus::Logger::getRoot();
-    while (logger.getAllAppenders().empty() && logger.getName() != root.getName())
-        logger = logger.getParent();
-    return !logger.getAllAppenders().empty();
-}
-
 std::string pwmHint(int result)
 {
     if (result == resourceBusy)
@@ -82,7 +70,7 @@ unsigned int CAccessPatience::left() const
 int refused(const std::string& who, const std::string& path, int result, const std::string& hint)
 {
     constexpr const char* thisFile = "src/kiv/env/unix/helper/SysfsTake.cpp";
-    if (!isHeard(Diag::diagLogger()))
+    if (!Diag::isHeard(Diag::diagLogger()))
         return result;
     Diag::logAt(Diag::diagLogger(), log4cplus::ERROR_LOG_LEVEL, {thisFile, __LINE__, "refused"}, [&] {
         std::string text = who;
