@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <kiv/OperatingHours.h>
+#include <kiv/Settings.h>
 
 #include "support/ChildProcess.h"
 #include "support/TemporaryDirectory.h"
@@ -248,6 +249,19 @@ TEST_F(PumpStation, BadConfigIsRefusedWithFileLineAndReason)
         EXPECT_EQ(refused.out, "");
         EXPECT_THAT(refused.err, StartsWith("pump_station: " + path("pump_station.ini") + row.complaint));
     }
+}
+
+TEST_F(PumpStation, SchemaFindsTheSameFaultsAsTheProgram)
+{
+    const Outcome printed = runProgram({"--schema"});
+    EXPECT_EQ(printed.status, 0);
+    write("schema", printed.out);
+    Kiv::CSettings checker;
+    ASSERT_EQ(checker.readSchema(path("schema")), 0U) << checker.faultText();
+    EXPECT_EQ(checker.read(path("pump_station.ini")), 0U) << checker.faultText();
+    write("pump_station.ini", replaced(config, "Area=24.0", "Aera=24,0"));
+    EXPECT_NE(checker.read(path("pump_station.ini")), 0U);
+    EXPECT_EQ("pump_station: " + checker.faultText(), run(fullSpeed).err);
 }
 
 TEST_F(PumpStation, BadRecordingIsRefusedWithFileLineAndReason)

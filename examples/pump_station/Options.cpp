@@ -14,12 +14,19 @@ namespace
 {
 
 constexpr option longOptions[] = {
-    {"speed", required_argument, nullptr, 's'},   {"config", required_argument, nullptr, 'c'},
-    {"inflow", required_argument, nullptr, 'i'},  {"quiet", no_argument, nullptr, 'q'},
-    {"board", no_argument, nullptr, 'b'},         {"crash", no_argument, nullptr, 'x'},
-    {"diagram", required_argument, nullptr, 'd'}, {"trace", required_argument, nullptr, 't'},
-    {"inspect", required_argument, nullptr, 'w'}, {"loopback", no_argument, nullptr, 'l'},
-    {"help", no_argument, nullptr, 'h'},          {nullptr, 0, nullptr, 0},
+    {"speed", required_argument, nullptr, 's'},
+    {"config", required_argument, nullptr, 'c'},
+    {"inflow", required_argument, nullptr, 'i'},
+    {"quiet", no_argument, nullptr, 'q'},
+    {"board", no_argument, nullptr, 'b'},
+    {"crash", no_argument, nullptr, 'x'},
+    {"diagram", required_argument, nullptr, 'd'},
+    {"trace", required_argument, nullptr, 't'},
+    {"inspect", required_argument, nullptr, 'w'},
+    {"loopback", no_argument, nullptr, 'l'},
+    {"schema", no_argument, nullptr, 'm'},
+    {"help", no_argument, nullptr, 'h'},
+    {nullptr, 0, nullptr, 0},
 };
 
 int toSpeed(const std::string& text)
@@ -46,7 +53,7 @@ Kiv::eDiagramFormat toDiagramFormat(const std::string& text)
 
 const char* const helpText =
     R"(Usage: pump_station [--speed N] [--config FILE] [--inflow FILE] [--board | --loopback] [--quiet]
-                    [--diagram FORMAT] [--trace FILE] [--inspect NAME] [--crash] [--help]
+                    [--diagram FORMAT] [--trace FILE] [--inspect NAME] [--schema] [--crash] [--help]
 
 Runs a sewage pumping station through a recorded inflow. It prints a line for each simulated minute (time, inflow, level,
 the pumps that run, the active states) and at the end a table. The table depends on config and recording only;
@@ -65,6 +72,7 @@ below it stand the operating hours of all runs: the pumps' in the model's time, 
   --trace FILE    write what the state machine did last: for a name that ends in .json as Chrome trace events, which Perfetto
                   shows as a time line, otherwise as text
   --inspect NAME  let kiv look and kiv view look at the running station under this name
+  --schema        print what may stand in the config, for kiv ini check --schema, and end
   --crash         fail on purpose, to show the report of a fatal signal
   --help          print this text and end
 
@@ -98,6 +106,9 @@ Options::Options(int argc, char** argv) : configPath(Kiv::getApplicationDirPath(
             break;
         case 'x':
             crash = true;
+            break;
+        case 'm':
+            schema = true;
             break;
         case 'q':
             quiet = true;

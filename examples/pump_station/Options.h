@@ -32,6 +32,7 @@ struct Options
     bool loopback = false;
     bool crash = false;
     bool quiet = false;
+    bool schema = false; ///< print what may stand in the INI file
     bool help = false;
 };
 

@@ -127,16 +127,30 @@ void expand(Kiv::CSettings& file, std::string& path)
     path = expanded;
 }
 
+void describe(Kiv::CSettings& file, Settings& station, Entries& faults)
+{
+    describeStation(file, station);
+    describeRun(file, station);
+    describeTerminals(file, station.terminals);
+    file.addFree("Faults", faults, "When the rising main is blocked = when somebody has cleared it.");
+}
+
 } // namespace
+
+std::string settingsSchema()
+{
+    Kiv::CSettings file("The pumping station.");
+    Settings station;
+    Entries faults;
+    describe(file, station, faults);
+    return file.schemaText();
+}
 
 Settings::Settings(const std::string& path)
 {
-    Kiv::CSettings file("The pumping station.");
+    Kiv::CSettings file;
     Entries entries;
-    describeStation(file, *this);
-    describeRun(file, *this);
-    describeTerminals(file, terminals);
-    file.addFree("Faults", entries, "When the rising main is blocked = when somebody has cleared it.");
+    describe(file, *this, entries);
     file.addCheck([&](Kiv::CSettings& checked) {
         checkLevels(checked, *this);
         faults = checkFaults(checked, entries);

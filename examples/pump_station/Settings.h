@@ -69,6 +69,8 @@ struct Settings
 {
     /// CInputError if the file cannot be used: every key has to be there, and right.
     explicit Settings(const std::string& path);
+    /// Nothing yet.
+    Settings() = default;
 
     BasinSettings basin{};
     LevelSettings levels{};
@@ -84,6 +86,9 @@ struct Settings
 };
 
 constexpr int highestSpeed = 1000000;
+
+/// What may stand in the file, for `kiv ini check --schema`.
+std::string settingsSchema();
 
 } // namespace PumpStation
 

@@ -183,6 +183,8 @@ int runProgram(int argc, char** argv)
     const Options options(argc, argv);
     if (options.help)
         std::fputs(helpText, stdout);
+    else if (options.schema)
+        std::fputs(settingsSchema().c_str(), stdout);
     else if (options.diagram)
         std::fputs(Kiv::stateMachineDiagram(CStationMachine(), *options.diagram).c_str(), stdout);
     else

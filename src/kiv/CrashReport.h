@@ -39,9 +39,8 @@ namespace Diag
 /// How much a file of crash reports may hold.
 struct CrashReportLimits
 {
-    unsigned reports = 10; ///< so many stay at installation; the next crash may add one
-    std::size_t bytes =
-        std::size_t{256} << 10;        ///< never more, at least 64 KiB: of a report, long lists of mappings are cut
+    unsigned reports = 10;             ///< so many stay at installation; the next crash may add one
+    std::size_t bytes = 262144;        ///< never more, at least 64 KiB: of a report, long lists of mappings are cut
     unsigned repeatedWithin = 60 * 60; ///< seconds from the last crash in which the same one is only counted; 0: never
 };
 

@@ -191,12 +191,18 @@ public:
     // Values. Numbers are read and written as in the C locale, whatever locale the process has set. Text that is not
     // quite a number, "21,5" or "off", reads as something else or as the default: CSettings::read() refuses it.
 
+    /// For what people write, CSettings::add() of an integer is the safe sibling: here "5 min" is 5.
+    ///
     /// Decimal, "0x" hexadecimal, or octal after a '0' ("010" is 8, "08" and "0X1F" are 0); after a sign decimal only
     /// ("-0x10" is 0); text after the number does not count. A decimal number beyond the range reads as the nearest
     /// long, any other as -1.
     long readInteger(std::string section, std::string key, long defaultValue) const;
+    /// CSettings::add() of a bool is the safe sibling: it takes "off", which is the default here.
+    ///
     /// True for any integer but 0; words such as "true" do not parse.
     bool readBool(std::string section, std::string key, bool defaultValue) const;
+    /// CSettings::add() of a number is the safe sibling: it refuses "21,5", which is 21 here.
+    ///
     /// "2.5", "-1e3", also "inf" and "nan"; text after the number does not count, so "0,5" is 0.
     double readFloat(std::string section, std::string key, double defaultValue) const;
     /// Month-day-year, "03-15-2024", any numbers of at most two, two and four digits. The fields other than tm_mon,
