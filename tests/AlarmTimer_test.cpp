@@ -616,3 +616,28 @@ TEST(AlarmTimer, NamesCountThroughTheProcessAndShowOnTheThread)
     EXPECT_EQ(slack, 1) << "nanoseconds that the kernel may wake it late";
     EXPECT_EQ(log.texts().front(), "Set name of " + oldName + " to measure the level");
 }
+
+TEST(AlarmTimer, TimersThatTakeNoTurnsAreNotHeldUpByOthers)
+{
+    std::atomic<bool> isHolding{false};
+    std::atomic<bool> goOn{false};
+    Handler holding([&](CAlarmTimer&) {
+        isHolding = true;
+        waitUntil([&] { return goOn.load(); });
+        return false;
+    });
+    CAlarmTimer slow(1, 1, &holding);
+    std::atomic<int> alarms{0};
+    CAlarmTimer free(1);
+    free.setAlarmCallback([&] { return ++alarms, true; });
+    EXPECT_TRUE(free.takesTurns());
+    free.takeTurns(false);
+    slow.start();
+    EXPECT_TRUE(waitUntil([&] { return isHolding.load(); }));
+    free.start();
+    EXPECT_TRUE(waitUntil([&] { return alarms >= 3; }));
+    EXPECT_TRUE(slow.isStarted()) << "its handler still runs";
+    free.stop();
+    goOn = true;
+    EXPECT_TRUE(waitUntilIdle(slow));
+}

@@ -1,5 +1,7 @@
 #include <kiv/StateMachine.h>
 
+#include <kiv/AlarmTimer.h>
+
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -458,4 +460,49 @@ TEST(StateMachineAsync, WithoutActiveTopStateCanStillBeStopped)
     loop.machine.stop();
     loop.machine.start();
     EXPECT_TRUE(loop.state->isActive());
+}
+
+TEST(StateMachine, QueueHasTheSizeThatItWasGivenAndPostersNeedNotWait)
+{
+    CStateMachine machine(CStateMachine::ProcessingSync, 3);
+    machine.setInitialState(new CState("only", &machine));
+    machine.start();
+    EXPECT_EQ(machine.queueSize(), 3U);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_TRUE(machine.tryPostEvent(1));
+    EXPECT_FALSE(machine.tryPostEvent(1));
+    EXPECT_EQ(machine.droppedEvents(), 0U) << "the poster knows";
+    machine.postEvent(1);
+    EXPECT_EQ(machine.droppedEvents(), 1U);
+    machine.process();
+    EXPECT_TRUE(machine.tryPostEvent(1));
+    EXPECT_EQ(machine.pendingEvents(), 1U);
+    EXPECT_EQ(machine.mostPendingEvents(), 3U);
+    EXPECT_EQ(CStateMachine().queueSize(), 64U);
+    EXPECT_EQ(CStateMachine(CStateMachine::ProcessingSync, 0).queueSize(), 1U);
+}
+
+TEST(StateMachine, TimersThatPostIntoAFullQueueCanBeStoppedByAHook)
+{
+    CLoop loop(CStateMachine::ProcessingAsync);
+    Kiv::CAlarmTimer timer(1);
+    std::promise<Clock::duration> stopped;
+    loop.on(1, [&] {
+        while (loop.machine.tryPostEvent(2))
+        {}
+        std::atomic<bool> isPosting{false};
+        timer.setAlarmCallback([&] { return isPosting = true, loop.machine.postEvent(2), true; });
+        timer.start();
+        while (!isPosting)
+            std::this_thread::yield();
+        std::this_thread::sleep_for(5ms); // into the wait for room, most likely
+        const auto begin = Clock::now();
+        timer.stop();
+        stopped.set_value(Clock::now() - begin);
+    });
+    loop.machine.start();
+    loop.machine.postEvent(1);
+    EXPECT_LT(stopped.get_future().get(), 90ms) << "both waited for each other";
+    EXPECT_FALSE(timer.isStarted());
+    loop.machine.stop();
 }

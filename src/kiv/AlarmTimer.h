@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <kiv/Callback.h>
+#include <kiv/RealTime.h>
 #include <kiv/kiv_export.h>
 
 namespace Kiv
@@ -44,6 +46,8 @@ public:
 ///   has returned, which keeps a processor busy.
 /// - One at a time: all alarm handlers of the process take turns, in the order in which they came to it. A slow
 ///   handler delays every other timer's alarm, and one that never returns stops them all.
+///   Priorities change nothing about the order: a real-time timer waits for the handler of an ordinary one that came
+///   first, and only for that long is it not in time. takeTurns(false) frees a timer from all others.
 /// - What a handler may call: everything of its own timer and of others, destroying them included; only alarm() would
 ///   wait for itself for ever. An exception that leaves a handler ends the process.
 ///
@@ -79,11 +83,12 @@ public:
     /// Gives the first alarm an interval from now, or moves the next one there; see the table.
     virtual void start();
 
-    /// Ends the run; no handler begins any more. Waits up to 100 ms for a handler that is running. One that takes
-    /// longer is terminated at its next cancellation point, as the body of a CThread is; that is logged, and stop()
-    /// goes on without it. What such a handler uses must outlive it. A log that stands takes part of the 100 ms, not
-    /// more, and may cost the records. Called by the timer's own handler, stop() returns at once and the run ends with
-    /// the handler. Always 0.
+    /// Ends the run; no handler begins any more. A handler that waits for room in a machine's queue waits no longer:
+    /// its event is dropped, so that a hook of that machine may stop the timer. Waits up to 100 ms for a handler that
+    /// is running. One that takes longer is terminated at its next cancellation point, as the body of a CThread is;
+    /// that is logged, and stop() goes on without it. What such a handler uses must outlive it. A log that stands takes
+    /// part of the 100 ms, not more, and may cost the records. Called by the timer's own handler, stop() returns at
+    /// once and the run ends with the handler. Always 0.
     ///
     /// A handler that is terminated while it writes to a std stream, as log4cplus's console appender does, leaves that
     /// stream failed, and nothing more is shown there.
@@ -108,6 +113,21 @@ public:
 
     /// Sets the number of alarms of a run, 0 for no end; a running timer counts anew from here.
     void setCycleCount(unsigned int count);
+
+    /// With false, the handler of this timer takes no turns with those of others: it runs when it is due, perhaps at
+    /// the same time as theirs, so they share no data without a lock. It still never runs twice at a time. Takes effect
+    /// from the next alarm on.
+    void takeTurns(bool turns);
+    bool takesTurns() const;
+
+    /// Runs the timer's thread under a real-time policy or on some processors only, see CThread, which says the codes;
+    /// from now on if it runs, and in every later run.
+    int setRealTimePriority(eRealTimePolicy policy, int priority);
+    int setProcessors(const std::vector<unsigned int>& processors);
+
+    /// What the thread of the present run has; false and 0 while there is none.
+    bool isRealTime() const;
+    int realTimePriority() const;
 
     /// A flag for the application; the timer itself does not look at it.
     void enableDebug(bool enable);

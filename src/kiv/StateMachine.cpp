@@ -26,8 +26,10 @@ namespace
 
 } // namespace
 
-CStateMachine::CStateMachine(eProcessingType type)
-    : CState("Statemachine"), d(std::make_unique<StateMachinePrivate>(this, type))
+CStateMachine::CStateMachine(eProcessingType type) : CStateMachine(type, 64) {}
+
+CStateMachine::CStateMachine(eProcessingType type, unsigned short queueSize)
+    : CState("Statemachine"), d(std::make_unique<StateMachinePrivate>(this, type, queueSize))
 {
     isMachine = true;
 }

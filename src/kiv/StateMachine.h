@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <kiv/Callback.h>
+#include <kiv/RealTime.h>
 #include <kiv/State.h>
 #include <kiv/kiv_export.h>
 #include <kiv/sigslot.h>
@@ -21,8 +22,8 @@ class StateMachinePrivate;
 /// Drives a tree of states by events with numbers from 0 to 255, and by transitions that queue themselves.
 ///
 /// Build it once: construct the states under the machine, set the machine's initial state, add transitions, set the
-/// log callback; then start(). At most 64 events and queued transitions wait at a time, in a ring that is allocated
-/// with the machine: posting and dispatching allocate nothing.
+/// log callback; then start(). At most 64 events and queued transitions wait at a time, or as many as the constructor
+/// is given, in a ring that is allocated with the machine: posting and dispatching allocate nothing.
 ///
 /// An event fires every transition that was registered for its number, in the order of registration. Each is tested
 /// against its own source when its turn comes, so one transition's outcome can make a later one of the same event fire
@@ -35,7 +36,8 @@ class StateMachinePrivate;
 ///                  | one processing pass               | after 100 ms without events, and every 100 ms while idle
 ///   full queue     | drops a new event at once         | a poster waits up to 100 ms for room, then drops it; on
 ///                  |                                   | the worker thread itself, which cannot wait for itself,
-///                  |                                   | it is dropped at once
+///                  |                                   | and in the handler of an alarm timer that is being stopped,
+///                  |                                   | perhaps by a hook on the worker, it is dropped at once
 ///   hooks, signals | on the caller's thread of         | on the worker thread; those of start() and stop() on the
 ///                  | process()                         | caller's
 ///
@@ -65,6 +67,10 @@ public:
 
     /// The state is named "Statemachine". No thread is started before start().
     explicit CStateMachine(eProcessingType type = ProcessingSync);
+
+    /// With room for another number of events than 64: 1 to 65535, and 1 for 0. mostPendingEvents() tells what is
+    /// needed.
+    CStateMachine(eProcessingType type, unsigned short queueSize);
 
     /// Ends the worker thread before anything that it uses goes, waiting for a hook in progress as long as that takes;
     /// while the process exits, five seconds: then it ends at once, with the status that exit() was given and a line on
@@ -111,6 +117,11 @@ public:
     /// ProcessingSync: processEvent() at once, on the processing thread only.
     void postEvent(unsigned char eventNo, eProcessingType type = ProcessingAsync);
 
+    /// Puts the event into the queue, from any thread, without ever waiting for room; false when there was none, and
+    /// then nothing is counted or emitted: the poster knows. For real-time threads, and for whoever has a better idea
+    /// than to wait. Of two posters one waits for the other's copying of a few bytes.
+    bool tryPostEvent(unsigned char eventNo);
+
     /// Puts a transition into the queue, from any thread; CTransition::trigger(TriggerQueued) calls it.
     void queueTransitionTriggerEvent(CTransition* transition);
 
@@ -127,12 +138,25 @@ public:
     /// True for a machine with a worker thread of its own.
     bool isAsync() const;
 
-    /// Events and queued transitions that wait; 64 at most.
+    /// Events and queued transitions that wait; 64 at most, or what the constructor was given.
     unsigned int pendingEvents() const;
+    unsigned int queueSize() const;
+
+    /// As many as ever waited at a time since the machine was constructed, the high-water mark.
+    unsigned int mostPendingEvents() const;
 
     /// Events and queued transitions that found the queue full since the machine was constructed. The poster is not
     /// told; a counter that grows means that the machine is too slow for its events.
     std::uint64_t droppedEvents() const;
+
+    /// Runs the worker under a real-time policy or on some processors only, see CThread, which says the codes; from now
+    /// on if it runs, and at every later start. -22 for a synchronous machine, which has none.
+    int setRealTimePriority(eRealTimePolicy policy, int priority);
+    int setProcessors(const std::vector<unsigned int>& processors);
+
+    /// What the worker has; false and 0 while none runs.
+    bool isRealTime() const;
+    int realTimePriority() const;
 
     /// Every line of the framework's log goes to `callback`, without line break, at most 127 characters; an empty one
     /// switches logging off. Set it before start(): it is called on whichever thread logs.

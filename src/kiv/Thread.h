@@ -4,8 +4,10 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include <kiv/Deadline.h>
+#include <kiv/RealTime.h>
 #include <kiv/kiv_export.h>
 
 namespace Kiv
@@ -43,8 +45,8 @@ class KIV_API CThread
 {
 public:
     /// `name` goes into the log and is not copied: it must outlive the thread; null counts as "". `priority` is one of
-    /// QThread's, 0 (idle) to 6 (time critical), 3 is normal, 7 inherits the caller's; above normal it takes effect
-    /// only with the right to it.
+    /// QThread's, 0 (idle) to 6 (time critical), 3 is normal, 7 inherits the caller's. It is for ordinary scheduling,
+    /// and on Linux 1 to 6 make no difference there; what has to be in time takes setRealTimePriority().
     explicit CThread(const char* name, int priority = 3);
     CThread(const CThread&) = delete;
     CThread& operator=(const CThread&) = delete;
@@ -58,6 +60,20 @@ public:
     /// Starts the thread and returns when it has begun, so that getId() is valid then (after at most 100 ms on a
     /// machine that is too busy). Called from a constructor it runs the body of the class under construction.
     void start();
+
+    /// Runs the body under a real-time policy, with a priority of 1 to 99, or with RealTimeNone and 0 under ordinary
+    /// scheduling, whatever the starter has: from now on if it runs, and at every later start. Without this call the
+    /// thread has what its starter has, when that is real-time; see <kiv/RealTime.h>. 0, or a code and all is as
+    /// before: -22 out of range, -1 without the right to it. Should the right go before the start, the thread starts
+    /// without and logs that. Safe from any thread.
+    int setRealTimePriority(eRealTimePolicy policy, int priority);
+
+    /// Runs the body on these processors only, counted from 0, in the same way; -22 if none of them may be used.
+    int setProcessors(const std::vector<unsigned int>& processors);
+
+    /// What the running body has, for a self-test at the start; false and 0 while none runs.
+    bool isRealTime() const;
+    int realTimePriority() const;
 
     /// Asks the body to return; neither wakes it nor waits for it.
     void requestStop();

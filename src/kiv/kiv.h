@@ -31,8 +31,10 @@
 #include <kiv/PimplOwner.h>
 #include <kiv/PollingTimer.h>
 #include <kiv/PwmOutput.h>
+#include <kiv/RealTime.h>
 #include <kiv/ServiceNotify.h>
 #include <kiv/Settings.h>
+#include <kiv/SignalWatch.h>
 #include <kiv/State.h>
 #include <kiv/StateMachine.h>
 #include <kiv/StateMachineDiagram.h>

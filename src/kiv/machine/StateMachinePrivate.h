@@ -31,8 +31,8 @@ struct Event
 class StateMachinePrivate : public CThread
 {
 public:
-    StateMachinePrivate(CStateMachine* owner, CStateMachine::eProcessingType type)
-        : CThread("TinySimpleFSMThread", 3), machine(owner), processingType(type)
+    StateMachinePrivate(CStateMachine* owner, CStateMachine::eProcessingType type, unsigned short queueSize)
+        : CThread("TinySimpleFSMThread", 3), machine(owner), queue(queueSize != 0 ? queueSize : 1), processingType(type)
     {}
 
     // ---- the way of an event
@@ -68,7 +68,7 @@ public:
     CEventTable table;
     cb::Callback1<void, const std::string&> logCallback;
     std::atomic<std::uint64_t> dropped{0};
-    CMsgQueue<Event> queue{64};
+    CMsgQueue<Event> queue;
 
     // The tree that a machine leaves behind when its worker exits the process from within a hook.
     std::vector<CAbstractState*> leftStates;

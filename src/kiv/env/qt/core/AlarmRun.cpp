@@ -22,6 +22,7 @@ void CAlarmTimerThread::body()
         CAlarmTimerPrivate::log(level, line, "run", [&] { return before + timer->nameCopy() + after; });
     };
     runningHere = this;
+    CWaitInterruption::here() = &interruption;
     prctl(PR_SET_TIMERSLACK, 1UL);
     timer->nameThread(*this);
     log(log4cplus::INFO_LOG_LEVEL, __LINE__, "Timer thread started for timer ");
@@ -83,7 +84,7 @@ void CAlarmTimerPrivate::endRun(CAlarmTimerThread& run)
 
 bool CAlarmTimerPrivate::dispatch(CAlarmTimer* timer, CAlarmTimerThread* run)
 {
-    const CAlarmTurn turn(run != nullptr ? &run->over : nullptr);
+    const CAlarmTurn turn(inTurn ? CAlarmTurns::instance() : ownTurns, run != nullptr ? &run->over : nullptr);
     if (run != nullptr && run->over)
     {
         run->skipped = true;

@@ -11,7 +11,9 @@
 #include <kiv/AlarmTimer.h>
 #include <kiv/Deadline.h>
 
+#include "kiv/env/qt/core/AlarmTurns.h"
 #include "kiv/env/qt/core/TerminableThread.h"
+#include "kiv/env/qt/core/WaitInterruption.h"
 #include "kiv/env/unix/diag/StopRecord.h"
 #include "kiv/env/unix/diag/logging.h"
 
@@ -45,7 +47,8 @@ public:
     const std::shared_ptr<CAlarmTimerPrivate> timer;
     std::atomic<bool> over{false};
     bool isAnnounced = true; // guarded by the timer's `state`; false while stop() is logging that it stops this run
-    bool skipped = false;    // its own thread's: the last alarm reached no handler because the run was over
+    CWaitInterruption interruption; // of a handler that waits for room in a queue
+    bool skipped = false;           // its own thread's: the last alarm reached no handler because the run was over
 
 protected:
     void body() override;
@@ -94,6 +97,12 @@ public:
 
     std::atomic<unsigned> interval;
     std::atomic<bool> debug{false};
+    std::atomic<bool> inTurn{true};
+
+    int setRealTimePriority(eRealTimePolicy policy, int priority);
+    int setProcessors(const std::vector<unsigned int>& processors);
+    bool isRealTime() const;
+    int realTimePriority() const;
 
 private:
     static std::atomic<int> instanceCount;
@@ -114,6 +123,8 @@ private:
     unsigned remaining KIV_GUARDED_BY(state) = 0;
     cb::Callback0<bool> callback KIV_GUARDED_BY(state);
     std::shared_ptr<CAlarmTimerThread> thread KIV_GUARDED_BY(state);
+    CThreadScheduling scheduling KIV_GUARDED_BY(state);
+    CAlarmTurns ownTurns; // where it takes none with other timers
     CSyncCondition wakeup;
     CDeadline deadline KIV_GUARDED_BY(state);
     std::string name KIV_GUARDED_BY(state);

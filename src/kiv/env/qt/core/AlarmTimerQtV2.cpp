@@ -76,6 +76,7 @@ bool CAlarmTimerPrivate::launchRun()
         CTerminableThread::giveUp(std::unique_ptr<CTerminableThread>(run));
     };
     thread = std::shared_ptr<CAlarmTimerThread>(new CAlarmTimerThread(shared_from_this()), giveUp);
+    thread->setScheduling(scheduling);
     if (thread->launch(QThread::TimeCriticalPriority))
         return true;
     thread.reset();
@@ -107,6 +108,9 @@ std::shared_ptr<CAlarmTimerThread> CAlarmTimerPrivate::endRunInProgress()
         wakeup.wakeAll();
     }
     CAlarmTurns::instance().wakeCancelled();
+    ownTurns.wakeCancelled();
+    if (run.get() != CAlarmTimerThread::current()) // one that stops itself still has its say
+        run->interruption.interrupt();
     return run;
 }
 
@@ -128,8 +132,11 @@ int CAlarmTimerPrivate::announceStop(const Diag::CSourcePlace& place) const
 bool CAlarmTimerPrivate::waitEnded(CAlarmTimerThread& run, int slices)
 {
     while (slices-- > 0)
+    {
         if (run.waitEnded(CDeadline::in(std::chrono::milliseconds(Diag::CErrand::sliceMsecs))))
             return true;
+        run.interruption.interrupt(); // once more: it may just have been falling asleep
+    }
     return false;
 }
 
@@ -195,6 +202,34 @@ std::string CAlarmTimerPrivate::nameCopy() const
     return name;
 }
 
+int CAlarmTimerPrivate::setRealTimePriority(eRealTimePolicy policy, int priority)
+{
+    const CPlainLock guard(state);
+    if (const int result = scheduling.setPriority(policy, priority, 0))
+        return result;
+    return thread ? thread->setRealTimePriority(policy, priority) : 0;
+}
+
+int CAlarmTimerPrivate::setProcessors(const std::vector<unsigned int>& processors)
+{
+    const CPlainLock guard(state);
+    if (const int result = scheduling.setProcessors(processors, 0))
+        return result;
+    return thread ? thread->setProcessors(processors) : 0;
+}
+
+bool CAlarmTimerPrivate::isRealTime() const
+{
+    const CPlainLock guard(state);
+    return thread && thread->isRealTime();
+}
+
+int CAlarmTimerPrivate::realTimePriority() const
+{
+    const CPlainLock guard(state);
+    return thread ? thread->realTimePriority() : 0;
+}
+
 IAlarmHandler::~IAlarmHandler() = default;
 
 CAlarmTimerManager::~CAlarmTimerManager() = default;
@@ -241,6 +276,21 @@ unsigned int CAlarmTimer::getInterval() const { return d->interval; }
 void CAlarmTimer::setInterval(unsigned int interval) { d->interval = interval; }
 
 void CAlarmTimer::setCycleCount(unsigned int count) { d->setCycleCount(count); }
+
+void CAlarmTimer::takeTurns(bool turns) { d->inTurn = turns; }
+
+bool CAlarmTimer::takesTurns() const { return d->inTurn; }
+
+int CAlarmTimer::setRealTimePriority(eRealTimePolicy policy, int priority)
+{
+    return d->setRealTimePriority(policy, priority);
+}
+
+int CAlarmTimer::setProcessors(const std::vector<unsigned int>& processors) { return d->setProcessors(processors); }
+
+bool CAlarmTimer::isRealTime() const { return d->isRealTime(); }
+
+int CAlarmTimer::realTimePriority() const { return d->realTimePriority(); }
 
 void CAlarmTimer::enableDebug(bool enable) { d->debug = enable; }
 

@@ -1,4 +1,4 @@
-/// The process-wide order of alarm handlers: one at a time, first come first served.
+/// The order of alarm handlers, as a rule of all in the process: one at a time, first come first served.
 ///
 /// A plain mutex would let a timer whose handler is always late take it again at once and shut the others out. And a
 /// timer that is stopped while it waits leaves the queue, so that a handler can stop or destroy another timer.
@@ -22,7 +22,8 @@ public:
         Place* next = nullptr;
     };
 
-    /// The only one; never destroyed, since timers may run while the program exits.
+    /// That of all timers but those which take no turns with others; never destroyed, since timers may run while the
+    /// program exits.
     static CAlarmTurns& instance();
 
     /// Waits for the caller's turn, until pass(). False without a turn if `cancelled` (unless null) is or becomes true;
@@ -47,11 +48,13 @@ private:
 class CAlarmTurn
 {
 public:
-    explicit CAlarmTurn(const std::atomic<bool>* cancelled) : taken(CAlarmTurns::instance().take(place, cancelled)) {}
+    CAlarmTurn(CAlarmTurns& order, const std::atomic<bool>* cancelled)
+        : turns(order), taken(turns.take(place, cancelled))
+    {}
     ~CAlarmTurn()
     {
         if (taken)
-            CAlarmTurns::instance().pass();
+            turns.pass();
     }
     CAlarmTurn(const CAlarmTurn&) = delete;
     CAlarmTurn& operator=(const CAlarmTurn&) = delete;
@@ -59,6 +62,7 @@ public:
     explicit operator bool() const { return taken; }
 
 private:
+    CAlarmTurns& turns;
     CAlarmTurns::Place place;
     const bool taken;
 };

@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "kiv/env/qt/core/QtSync.h"
+#include "kiv/env/qt/core/WaitInterruption.h"
 
 namespace Kiv
 {
@@ -50,7 +51,7 @@ public:
     explicit CMsgQueue(unsigned short capacity) : size(capacity), buffer(std::make_unique<T[]>(capacity)) {}
 
     /// Appends a copy of `item`. While the ring is full it waits for room, at most `timeoutMs` in all; false when the
-    /// time ran out.
+    /// time ran out, or the calling thread is not to wait any more.
     bool write(const T& item, unsigned int timeoutMs)
     {
         CPlainLock lock(mutex);
@@ -58,7 +59,9 @@ public:
             return false;
         buffer[writeIndex] = item;
         writeIndex = next(writeIndex);
-        count.fetch_add(1);
+        const unsigned int waiting = count.fetch_add(1) + 1;
+        if (waiting > most.load(std::memory_order_relaxed))
+            most.store(waiting, std::memory_order_relaxed);
         const bool wake = readerWaits;
         lock.unlock();
         if (wake)
@@ -103,6 +106,11 @@ public:
             change(buffer[index]);
     }
 
+    unsigned int capacity() const { return size; }
+
+    /// As many as ever waited at a time.
+    unsigned int mostPending() const { return most.load(std::memory_order_relaxed); }
+
     unsigned int pending() const { return count.load(std::memory_order_relaxed); }
 
 private:
@@ -118,7 +126,8 @@ private:
         lock.lock();
         const CDeadline deadline = CDeadline::in(std::chrono::milliseconds(timeoutMs));
         writersWaiting.fetch_add(1);
-        while (isFull() && notFull.wait(mutex, deadline))
+        const CWaitInterruption::CWait wait(notFull);
+        while (isFull() && !wait.isInterrupted() && notFull.wait(mutex, deadline))
         {}
         writersWaiting.fetch_sub(1);
         return !isFull();
@@ -149,6 +158,7 @@ private:
     bool busy = false;
     alignas(cacheLine) CPlainMutex mutex;
     unsigned int writeIndex KIV_GUARDED_BY(mutex) = 0;
+    std::atomic<unsigned int> most{0}; // written under it, read by anybody
     bool readerWaits KIV_GUARDED_BY(mutex) = false;
     bool interrupted KIV_GUARDED_BY(mutex) = false;
     CSyncCondition notEmpty;

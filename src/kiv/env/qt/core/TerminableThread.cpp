@@ -59,6 +59,7 @@ private:
 
 bool CTerminableThread::launch(Priority priority)
 {
+    const bool inherits = isPolicyInherited();
     const CTerminationBlocker blocker;
     const CPlainLock guard(gate);
     if (state == StateStarting || state == StateRunning)
@@ -68,7 +69,7 @@ bool CTerminableThread::launch(Priority priority)
     state = StateStarting;
     if ((source = Time::source()) != nullptr)
         token = source->addThread();
-    start(priority);
+    start(inherits && !scheduling.hasPolicy() ? InheritPriority : priority); // Qt's own ones mean ordinary scheduling
     if (!isRunning())
     {
         state = StateIdle;
@@ -81,6 +82,39 @@ bool CTerminableThread::launch(Priority priority)
     {}
     return true;
 }
+
+int CTerminableThread::setRealTimePriority(eRealTimePolicy policy, int priority)
+{
+    const CPlainLock guard(gate);
+    return scheduling.setPriority(policy, priority, runningId());
+}
+
+int CTerminableThread::setProcessors(const std::vector<unsigned int>& processors)
+{
+    const CPlainLock guard(gate);
+    return scheduling.setProcessors(processors, runningId());
+}
+
+void CTerminableThread::setScheduling(const CThreadScheduling& wanted)
+{
+    const CPlainLock guard(gate);
+    scheduling = wanted;
+}
+
+bool CTerminableThread::isRealTime()
+{
+    const CPlainLock guard(gate);
+    return runningId() != 0 && isRealTimeThread(runningId());
+}
+
+int CTerminableThread::realTimePriority()
+{
+    const CPlainLock guard(gate);
+    return runningId() != 0 ? realTimePriorityOf(runningId()) : 0;
+}
+
+/// 0 unless the body runs; under `gate`.
+pid_t CTerminableThread::runningId() const { return state == StateRunning ? static_cast<pid_t>(id) : 0; }
 
 bool CTerminableThread::waitEnded(const CDeadline& deadline)
 {
@@ -200,14 +234,19 @@ void CTerminableThread::run()
     Diag::prepareLibraryThread();
     prepare();
     const CEndMark mark(*this);
-    if (begin())
+    CThreadScheduling::Refusals refusals;
+    const bool isWanted = begin(refusals);
+    touchStack();
+    logRefusals(refusals, shownName());
+    if (isWanted)
         body();
 }
 
-bool CTerminableThread::begin()
+bool CTerminableThread::begin(CThreadScheduling::Refusals& refusals)
 {
     const CPlainLock guard(gate);
     id = static_cast<std::uint64_t>(gettid());
+    refusals = scheduling.apply();
     state = StateRunning;
     changed.wakeAll();
     return !closed;

@@ -14,6 +14,7 @@
 #include <QThread>
 
 #include "kiv/env/qt/core/QtSync.h"
+#include "kiv/env/unix/helper/ThreadScheduling.h"
 
 namespace Kiv
 {
@@ -47,6 +48,15 @@ public:
     /// The kernel's id of the thread, from the last beginning on; 0 before.
     std::uint64_t kernelId() const { return id; }
 
+    /// 0 or a code, as CThread says; before the start or while it runs.
+    int setRealTimePriority(eRealTimePolicy policy, int priority);
+    int setProcessors(const std::vector<unsigned int>& processors);
+    /// While it runs; false and 0 otherwise.
+    bool isRealTime();
+    int realTimePriority();
+    /// Before the first start.
+    void setScheduling(const CThreadScheduling& wanted);
+
     /// Waits for the thread's end; what the thread did is visible after true. On the thread itself false at once.
     bool waitEnded(const CDeadline& deadline);
 
@@ -73,6 +83,9 @@ protected:
     /// Runs on the thread before launch() returns.
     virtual void prepare() {}
 
+    /// For the log.
+    virtual const char* shownName() const { return ""; }
+
     /// Runs on the thread with termination held off.
     virtual void body() = 0;
 
@@ -87,7 +100,8 @@ private:
     };
 
     void run() final;
-    bool begin();
+    bool begin(CThreadScheduling::Refusals& refusals);
+    pid_t runningId() const KIV_REQUIRES(gate);
     void end();
     bool waitInTimeOf(ITimeSource& source, const CDeadline& deadline);
     bool waitInRealTime(const CDeadline& deadline);
@@ -100,6 +114,7 @@ private:
     CSyncCondition changed;
     eState state KIV_GUARDED_BY(gate) = StateIdle;
     bool closed KIV_GUARDED_BY(gate) = false;
+    CThreadScheduling scheduling KIV_GUARDED_BY(gate);
     ITimeSource* source = nullptr; // that the run takes part in, with the token for it
     void* token = nullptr;
     std::atomic<std::uint64_t> id{0};

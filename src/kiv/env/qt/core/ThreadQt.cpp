@@ -45,6 +45,7 @@ public:
 
 protected:
     void prepare() override;
+    const char* shownName() const override { return name; }
     void body() override;
 };
 
@@ -103,6 +104,17 @@ void CThread::start()
     if (!d->launch(static_cast<QThread::Priority>(d->priority)))
         d->active = false;
 }
+
+int CThread::setRealTimePriority(eRealTimePolicy policy, int priority)
+{
+    return d->setRealTimePriority(policy, priority);
+}
+
+int CThread::setProcessors(const std::vector<unsigned int>& processors) { return d->setProcessors(processors); }
+
+bool CThread::isRealTime() const { return d->isRealTime(); }
+
+int CThread::realTimePriority() const { return d->realTimePriority(); }
 
 void CThread::requestStop() { d->active = false; }
 
