@@ -4,7 +4,7 @@
 _kiv_words()
 {
     case $1 in
-        '') echo error errors ini gpio pwm adc hours crc base32 paths look --help --help-all --version ;;
+        '') echo error errors ini gpio pwm adc hours crc base32 paths look view --help --help-all --version ;;
         ini) echo get set list check --help ;;
         gpio) echo get list set watch --help ;;
         pwm) echo list show set --help ;;
@@ -25,7 +25,8 @@ _kiv_words()
         'hours show' | 'hours reset') echo --number --offset --json --help ;;
         crc) echo --hex --poly --json --help ;;
         base32) echo --decode --no-padding --help ;;
-        look) echo --folder --once --diagram --machine --trace --json --help ;;
+        look) echo --folder --once --diagram --machine --trace --metrics --json --help ;;
+        view) echo --folder --listen --port --help ;;
         paths) echo --expand --json --help ;;
     esac
 }
