@@ -29,7 +29,7 @@ using namespace std::string_literals;
 namespace
 {
 
-/// What the system calls of this process do otherwise than usual, and which files it brought to the disk.
+/// What the system calls of this thread do otherwise than usual, and which files it brought to the disk.
 struct CSystemCalls
 {
     std::string failing; ///< this one fails ...
@@ -38,7 +38,8 @@ struct CSystemCalls
     bool hasUnnamedFiles = true;
     std::size_t writtenBefore = 0; ///< what a write that fails has written before
     std::vector<ino_t> synced;
-} systemCalls;
+};
+thread_local CSystemCalls systemCalls;
 
 /// True when the call fails.
 bool stopsAt(const char* call)
