@@ -32,6 +32,9 @@ class CFileStoragePrivate;
 /// within one page of the file (4,096 bytes), a power cut if it lies within one sector of the medium: let the offset of
 /// a record be a multiple of its size, and the size a power of two.
 ///
+/// What spans several sectors is found after a power cut with some of them old and some new, in any mixture, until
+/// flush() has returned; where that matters, write two copies in turn as COperatingHours does.
+///
 /// Programs that the controller starts do not inherit the file.
 ///
 /// Threads: reentrant; all users of one storage belong to one thread at a time.

@@ -29,7 +29,8 @@ class CHourMeterPrivate;
 ///   more often never writes by itself. save() writes in any case.
 /// - The record is four bytes, the seconds in the processor's byte order, at an offset of the caller's choice, which
 ///   should be a multiple of four. It reaches the file when the storage writes its buffer, see CFileStorage; save()
-///   waits until it is there.
+///   waits until it is there. A power cut before that leaves the four bytes of an earlier save or of this one; there is
+///   no second copy, so a medium that damages a sector damages the record.
 ///
 /// It follows the system's clock: time by which that is set forward is counted, and while it is behind a former reading
 /// nothing is.
