@@ -17,6 +17,10 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include <kiv/Deadline.h>
+#include <kiv/Thread.h>
+#include <kiv/testkit/VirtualClock.h>
+
 #include "support/RecordingAppender.h"
 #include "support/WaitUntil.h"
 
@@ -169,24 +173,25 @@ TEST(AlarmTimer, PrefersOverrideToHandlerToCallbackToNothing)
 
 TEST(AlarmTimer, CatchesUpAfterASlowHandler)
 {
-    std::vector<Clock::time_point> alarms;
-    Clock::time_point firstEnd;
+    Kiv::TestKit::CVirtualClock clock;
+    const std::chrono::nanoseconds start = Kiv::CDeadline::now();
+    std::vector<std::chrono::nanoseconds> alarms;
     Handler handler([&](CAlarmTimer&) {
-        alarms.push_back(Clock::now());
+        alarms.push_back(Kiv::CDeadline::now() - start);
         if (alarms.size() == 1)
-        {
-            std::this_thread::sleep_for(milliseconds(2000));
-            firstEnd = Clock::now();
-        }
+            Kiv::CThread::sleep(2000);
         return true;
     });
     CAlarmTimer slow(50, 45, &handler);
-    const Clock::time_point start = Clock::now();
     slow.start();
-    ASSERT_TRUE(waitUntilIdle(slow));
+    ASSERT_EQ(clock.advance(std::chrono::minutes(1)), 0);
+    EXPECT_FALSE(slow.isStarted());
     ASSERT_EQ(alarms.size(), 45U);
-    EXPECT_LT(alarms[40] - firstEnd, milliseconds(1800)) << "the 40 missed ones follow at once, not in 2000 ms";
-    EXPECT_GE(alarms[44] - start, milliseconds(45 * 50));
+    for (std::size_t i = 0; i < alarms.size(); ++i)
+    {
+        const milliseconds due((i + 1) * 50);
+        EXPECT_EQ(alarms[i], i == 0 ? due : std::max(due, milliseconds(2050))) << "the missed ones follow at once";
+    }
 }
 
 TEST(AlarmTimer, StartWhileRunningMovesTheNextAlarmAndKeepsTheCount)

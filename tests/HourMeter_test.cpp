@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <kiv/FileStorage.h>
+#include <kiv/testkit/VirtualClock.h>
 
 #include "kiv/files/HourMeterPrivate.h"
 #include "support/ChildProcess.h"
@@ -135,11 +136,12 @@ TEST_F(HourMeter, SavesByTheTimeSinceTheReadingBefore)
 
 TEST_F(HourMeter, SaveCountsAndBringsTheRecordToTheFile)
 {
+    Kiv::TestKit::CVirtualClock clock;
     writeRecord(3600);
     Kiv::CHourMeter meter(1000000);
     meter.setMemory(storage, offset);
     EXPECT_EQ(meter.initialize(), 0U);
-    std::this_thread::sleep_for(1100ms); // a second that nobody has read
+    ASSERT_EQ(clock.advance(1100ms), 0); // a second that nobody has read
     EXPECT_EQ(meter.save(), 0U);
     EXPECT_GT(recordInFile(), 3600U);
     EXPECT_GE(meter.reading(), recordInFile());
@@ -147,11 +149,12 @@ TEST_F(HourMeter, SaveCountsAndBringsTheRecordToTheFile)
 
 TEST_F(HourMeter, ResetKeepsTheTimeThatNobodyHasRead)
 {
+    Kiv::TestKit::CVirtualClock clock;
     writeRecord(3600);
     Kiv::CHourMeter meter(-1);
     meter.setMemory(storage, offset);
     EXPECT_EQ(meter.initialize(), 0U);
-    std::this_thread::sleep_for(1100ms);
+    ASSERT_EQ(clock.advance(1100ms), 0);
     meter.reset();
     EXPECT_EQ(record(), 0U);
     EXPECT_GE(meter.reading(), 1U);
