@@ -160,7 +160,7 @@ public:
 
     /// Number of the innermost active state: the root's is 0, then they come in the order of States<...>. While
     /// stopped, one more than the last.
-    std::size_t state() const { return active < underWay ? active : active - underWay; }
+    std::size_t state() const { return static_cast<unsigned>(active) - (active < underWay ? 0 : underWay); }
 
     /// Its name; "(stopped)" while stopped.
     const char* stateName() const { return Tables::names[state()]; }
@@ -198,7 +198,9 @@ private:
     // work, or an exception has ended one.
     static constexpr unsigned stopped = Tables::count;
     static constexpr unsigned underWay = stopped + 1;
-    using StoredNo = std::conditional_t<underWay + stopped <= 0xff, std::uint8_t, std::uint16_t>;
+    // A type of its own, not a number: as a byte it could be a part of anything that an on() reads or writes, and every
+    // step of a transition would have to store it.
+    enum eStored : std::conditional_t<underWay + stopped <= 0xff, std::uint8_t, std::uint16_t>{};
     static constexpr auto layout = Tables::layout();
 
     /// Why a transition fires.
@@ -300,7 +302,7 @@ private:
             Result asked = instance<handler>().on(event, (static_cast<void>(Extra), above)...);
             if constexpr (isObserved || Tables::rememberedCount > 0)
                 depart<InnermostNo, Taken, WhyOf<handler, EventNo>>();
-            active = underWay + InnermostNo;
+            active = static_cast<eStored>(underWay + InnermostNo);
             leave<InnermostNo, Taken::common>();
             if (!arrive<Taken::common, Taken::target>(asked))
                 takeSteps();
@@ -364,7 +366,7 @@ private:
     {
         using Taken = Path<InnermostNo, Initialiser>;
         depart<InnermostNo, Taken, Why>();
-        active = underWay + InnermostNo;
+        active = static_cast<eStored>(underWay + InnermostNo);
         leave<InnermostNo, Taken::common>();
         return arrive<Taken::common, Taken::target>(initialiser);
     }
@@ -425,7 +427,7 @@ private:
         while (active != stopped)
         {
             const std::size_t innermost = this->state();
-            active = static_cast<StoredNo>(underWay + innermost);
+            active = static_cast<eStored>(underWay + innermost);
             static_cast<void>(((innermost == StateNo && (leaveOne<StateNo>(), true)) || ...));
         }
     }
@@ -440,7 +442,7 @@ private:
             tell([](Observer& told) { told.onLeft(StateNo); });
         if constexpr (!Tables::isKept[StateNo] && isDestroyed<StateNo>)
             destroy<StateNo>();
-        active = StateNo == 0 ? stopped : underWay + Tables::superStates.at[StateNo];
+        active = static_cast<eStored>(StateNo == 0 ? stopped : underWay + Tables::superStates.at[StateNo]);
     }
 
     /// Enters what lies between `common` and `state`, outermost first, and `state`; false if one of them asks for
@@ -465,7 +467,7 @@ private:
             makeKept<StateNo>(std::forward<Data>(data)...);
         else if constexpr (StateNo != 0)
             ::new (static_cast<void*>(memory + layout.offsets.at[StateNo])) At<StateNo>(std::forward<Data>(data)...);
-        active = underWay + StateNo;
+        active = static_cast<eStored>(underWay + StateNo);
         if constexpr (isObserved)
             tell([](Observer& told) { told.onEntered(StateNo); });
         return act<StateNo, Entry>();
@@ -483,7 +485,7 @@ private:
             return enter<initial>() && settle<initial>();
         else
         {
-            active = StateNo;
+            active = static_cast<eStored>(StateNo);
             return true;
         }
     }
@@ -538,7 +540,7 @@ private:
             {
                 const std::size_t innermost = this->state();
                 static_cast<void>(((innermost == StateNo && (destroyActive<StateNo>(), true)) || ...));
-                active = static_cast<StoredNo>(underWay + Tables::superStates.at[innermost]);
+                active = static_cast<eStored>(underWay + Tables::superStates.at[innermost]);
             }
     }
 
@@ -558,7 +560,7 @@ private:
         if constexpr (StateNo != CommonNo)
         {
             if constexpr (Tables::isRemembered[StateNo] && StateNo != InnermostNo)
-                histories[Tables::rank(Tables::isRemembered, StateNo)] = InnermostNo;
+                histories[Tables::rank(Tables::isRemembered, StateNo)] = static_cast<eStored>(InnermostNo);
             remember<InnermostNo, Tables::superStates.at[StateNo], CommonNo>();
         }
     }
@@ -664,10 +666,10 @@ private:
 #endif
     };
 
-    StoredNo active = stopped;
+    eStored active = static_cast<eStored>(stopped);
     bool isBusy = false; // in all builds, so that they agree about the size
     std::array<bool, Tables::keptCount> keptInstances{};
-    std::array<StoredNo, Tables::rememberedCount> histories{}; // 0: none
+    std::array<eStored, Tables::rememberedCount> histories{}; // 0: none
     Root rootInstance;
     alignas(Tables::alignment) std::byte memory[layout.size];
 };
