@@ -47,6 +47,35 @@ public:
             io.setstate(std::ios::failbit);
     }
 
+    /// As read() of the stream at that place: whatever cannot be read as a whole silences the stream. What waits to be
+    /// written goes out first. Not through the stream's buffer, since a block would be read for a few bytes.
+    void readAt(char* to, long length, long offset)
+    {
+        if (hasWritten)
+            io.flush();
+        hasWritten = false;
+        for (long left = length; io.good() && left != 0;)
+        {
+            const ssize_t count = left > 0 ? ::pread(buffer.fd(), to, static_cast<std::size_t>(left), offset) : -1;
+            if (count <= 0 && !(left > 0 && count < 0 && errno == EINTR))
+                io.setstate(count == 0 ? std::ios::eofbit | std::ios::failbit : std::ios::failbit);
+            else if (count > 0)
+            {
+                to += count;
+                offset += count;
+                left -= count;
+            }
+        }
+    }
+
+    /// As write() of the stream at that place.
+    void writeAt(const char* from, long length, long offset)
+    {
+        hasWritten = true;
+        io.seekp(offset);
+        io.write(from, length);
+    }
+
     /// 0 or an errno value.
     int sync() { return ::fsync(buffer.fd()) == 0 ? 0 : errno; }
 
@@ -55,6 +84,7 @@ private:
 
     Buffer buffer;
     std::iostream io{&buffer};
+    bool hasWritten = false; ///< since the stream was flushed last
 };
 
 } // namespace
@@ -85,8 +115,7 @@ ErrCode CFileStorage::read(char* buffer, long length, long offset)
 {
     if (!isOpen())
         return inputOutputError;
-    d->file.stream().seekp(offset);
-    d->file.stream().read(buffer, length);
+    d->file.readAt(buffer, length, offset);
     return 0;
 }
 
@@ -94,8 +123,7 @@ ErrCode CFileStorage::write(const char* buffer, long length, long offset)
 {
     if (!isOpen())
         return inputOutputError;
-    d->file.stream().seekp(offset);
-    d->file.stream().write(buffer, length);
+    d->file.writeAt(buffer, length, offset);
     return 0;
 }
 
@@ -104,9 +132,9 @@ void CFileStorage::close() { d->file.close(); }
 void CFileStorage::erase()
 {
     constexpr std::array<char, 4096> zeros{};
-    d->file.stream().seekp(0);
-    for (long left = d->size; left > 0; left -= static_cast<long>(zeros.size()))
-        d->file.stream().write(zeros.data(), std::min(left, static_cast<long>(zeros.size())));
+    const long size = d->size;
+    for (long done = 0; done < size; done += static_cast<long>(zeros.size()))
+        d->file.writeAt(zeros.data(), std::min(size - done, static_cast<long>(zeros.size())), done);
 }
 
 ErrCode CFileStorage::flush()
