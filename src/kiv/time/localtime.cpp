@@ -21,7 +21,8 @@ namespace
 {
 
 constexpr std::int64_t secondsOfDay = 86400;
-constexpr int stretchShift = 16; // 65,536 s: no zone puts its clock forward and back within so short a time
+constexpr std::time_t stretchLength =
+    65536; // in seconds: no zone puts its clock forward and back within so short a time
 
 /// Days since 1970 and their calendar: years begin in March here, so that the leap day is their last.
 struct CalendarDay
@@ -81,7 +82,7 @@ public:
     std::tm at(std::time_t moment)
     {
         noticeChange();
-        const std::int64_t stretch = std::int64_t{moment} >> stretchShift;
+        const std::int64_t stretch = moment / stretchLength - (moment % stretchLength < 0 ? 1 : 0);
         Stretch& known = stretches[static_cast<std::size_t>(stretch) % stretches.size()];
         if (known.number != stretch)
         {
@@ -118,8 +119,8 @@ private:
 
     static bool isEven(const Stretch& stretch)
     {
-        const std::time_t first = stretch.number << stretchShift;
-        for (const std::time_t end : {first, first + (std::time_t{1} << stretchShift) - 1})
+        const std::time_t first = stretch.number * stretchLength;
+        for (const std::time_t end : {first, first + (stretchLength - 1)})
         {
             if (!isSame(ask(end), withSameClock(end, stretch.within)))
                 return false;
