@@ -1,6 +1,7 @@
 #include <kiv/StateMachineDiagram.h>
 
 #include <algorithm>
+#include <chrono>
 #include <fstream>
 
 #include <gmock/gmock.h>
@@ -146,6 +147,31 @@ TEST_F(StateMachineDiagram, GraphvizDrawsGroupsStatesAndArrows)
     for (const char* text : {">Slow<", ">H<", ">◉ Burst<", ">◉ Ended<", "speed up (3)", "slow down (4, 7)", "(9)"})
         EXPECT_THAT(svg, HasSubstr(text));
     EXPECT_EQ(count(svg, "class=\"edge\""), 10U); // six transitions, three initial states, one default
+}
+
+TEST_F(StateMachineDiagram, ShowsGuardsTimeoutsInternalTransitionsDeepHistoryAndEventNames)
+{
+    using namespace std::chrono_literals;
+    machine.setEventNames<int>({{3, "up"}, {4, "down"}});
+    motor->historyState()->setHistoryType(Kiv::HistoryDeep);
+    slow->transitions()[0]->setGuard("warm", [] { return true; });
+    slow->addTimeoutTransitionTo(burst, 90s);
+    slow->addTimeoutTransitionTo(fast, 2min, "late")->setGuard("]\"", [] { return true; });
+    shut->addInternalTransition(
+        8, [] {}, "count");
+    const std::string uml = stateMachineDiagram(machine, Kiv::DiagramPlantUml);
+    for (const char* line :
+         {"state \"H*\" as Motor_History <<history*>>", "Slow --> Fast : speed up (up) <U+005B>warm<U+005D>",
+          "Fast --> Slow : slow down (down, 7)", "Slow --> Burst : (after 90 s)",
+          "Slow --> Fast : late (after 2 min) <U+005B><U+005D><U+0022><U+005D>",
+          "Shut --> Shut : internal<U+003A> count (8)"})
+        EXPECT_THAT(uml, HasSubstr(line));
+    const std::string mermaid = stateMachineDiagram(machine, Kiv::DiagramMermaid);
+    EXPECT_THAT(mermaid, HasSubstr("state \"H#42;\" as Motor_History\n"));
+    EXPECT_THAT(mermaid, HasSubstr("Slow --> Fast : speed up (up) #91;warm#93;"));
+    const std::string svg = svgOf(machine);
+    for (const char* text : {"H*", "speed up (up) [warm]", "late (after 2 min) [", "internal: count (8)"})
+        EXPECT_THAT(svg, HasSubstr(text));
 }
 
 TEST_F(StateMachineDiagram, ActiveStatesAreHighlightedWhileTheyAreActive)

@@ -188,6 +188,24 @@ TEST(StateMachineTrace, TransitionsWithoutNameAreCalledByTheirStates)
     EXPECT_THAT(trace.toChromeJson(), HasSubstr("\"name\":\"Work.Right.C -> Work.Right.C\""));
 }
 
+TEST(StateMachineTrace, NamesEventsGuardsAndTimeouts)
+{
+    CSubject subject;
+    subject.machine.setEventName(5, "\"again\"");
+    subject.c->addEventTransitionTo(subject.c, 5, "redo")->setGuard("ready", [] { return true; });
+    subject.c->addTimeoutTransitionTo(subject.c, std::chrono::seconds(0));
+    CStateMachineTrace trace(subject.machine);
+    subject.machine.start();
+    trace.start();
+    subject.machine.processEvent(5);
+    EXPECT_THAT(trace.toText(), HasSubstr("] event \"again\" (5)\n"));
+    EXPECT_THAT(trace.toChromeJson(), HasSubstr(R"x("name":"event \"again\" (5)")x"));
+    EXPECT_EQ(trace.records().at(2).subject, "redo [ready]: Work.Right.C -> Work.Right.C");
+    trace.clear();
+    subject.machine.process();
+    EXPECT_EQ(trace.records().at(1).subject, "after 0 ns: Work.Right.C -> Work.Right.C");
+}
+
 TEST(StateMachineTrace, SwitchesOnAndOff)
 {
     CSubject subject;

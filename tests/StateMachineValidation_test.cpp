@@ -114,9 +114,48 @@ TEST(StateMachineValidation, EachFaultIsOneSentenceWithTheStatesPath)
          Kiv::FindingChainedTransitions, "On.Run.Slow",
          "Event 2 fires the transition \"faster\" of On.Run.Slow and then, at once, the transition \"end\" of "
          "On.Run.Fast, which was registered later."},
-        {"duplicate name", [](CMixer& m) { m.watch->addTransitionTo(new CState("Slow", m.on), ""); },
-         Kiv::FindingDuplicateName, "On.Slow",
-         "On.Run.Slow and On.Slow have the same name, so the log cannot tell them apart."},
+        {"duplicate name", [](CMixer& m) { m.slow->addTransitionTo(new CState("Fast", m.run), ""); },
+         Kiv::FindingDuplicateName, "On.Run.Fast", "2 states are called On.Run.Fast, so nothing tells them apart."},
+        {"equal names of different paths", [](CMixer& m) { new CState("Slow", m.on); }, {}, nullptr, nullptr},
+        {"shadowed", [](CMixer& m) { m.slow->addEventTransitionTo(m.done, 2, "end"); }, Kiv::FindingShadowedTransition,
+         "On.Run.Slow",
+         "Event 2 never fires the transition \"end\" of On.Run.Slow, because the transition \"faster\" of On.Run.Slow "
+         "was "
+         "registered earlier and has no guard."},
+        {"not shadowed behind a guard",
+         [](CMixer& m) {
+             m.slow->transitions()[0]->setGuard("cold", [] { return false; });
+             m.slow->addEventTransitionTo(m.done, 2, "end");
+         },
+         {},
+         nullptr,
+         nullptr},
+        {"shadowed by the same guard",
+         [](CMixer& m) {
+             m.slow->transitions()[0]->setGuard("cold", [] { return false; });
+             m.slow->addEventTransitionTo(m.done, 2, "end")->setGuard("cold", [] { return false; });
+         },
+         Kiv::FindingShadowedTransition, "On.Run.Slow",
+         "Event 2 never fires the transition \"end\" of On.Run.Slow, because the transition \"faster\" of On.Run.Slow "
+         "was "
+         "registered earlier and has the same guard."},
+        {"inner and outer",
+         [](CMixer& m) {
+             m.machine.setEventName(4, "halt");
+             m.slow->addEventTransitionTo(m.fast, 4, "rush");
+         },
+         Kiv::FindingInnerAndOuterTransition, "On.Run.Slow",
+         "Event halt fires the transition \"rush\" of On.Run.Slow and that of On, in which it lies, too, or the outer "
+         "one "
+         "alone, as they were registered; dispatch as drawn fires the inner one."},
+        {"inner and outer as drawn",
+         [](CMixer& m) {
+             m.machine.setDispatch(CStateMachine::DispatchAsDrawn);
+             m.slow->addEventTransitionTo(m.fast, 4, "rush");
+         },
+         {},
+         nullptr,
+         nullptr},
         {"no initial state of the machine", [](CMixer& m) { m.machine.setInitialState(nullptr); },
          Kiv::FindingNoInitialState, "Statemachine", "Statemachine has no initial state, so start() does nothing."},
     };
@@ -125,12 +164,30 @@ TEST(StateMachineValidation, EachFaultIsOneSentenceWithTheStatesPath)
         CMixer mixer;
         row.spoil(mixer);
         const auto findings = validate(mixer.machine);
+        if (!row.path)
+        {
+            EXPECT_THAT(sentences(mixer.machine), IsEmpty()) << row.row;
+            continue;
+        }
         ASSERT_EQ(findings.size(), 1U) << row.row << ": " << testing::PrintToString(sentences(mixer.machine));
         EXPECT_EQ(findings[0].type, row.type) << row.row;
         EXPECT_EQ(findings[0].path, row.path) << row.row;
         EXPECT_EQ(findings[0].sentence, row.sentence) << row.row;
     }
     EXPECT_THAT(sentences(CStateMachine()), ElementsAre("Statemachine has no states, so start() does nothing."));
+}
+
+TEST(StateMachineValidation, ARingOnOneEventIsToldBesideItsChains)
+{
+    CMixer mixer;
+    mixer.fast->addEventTransitionTo(mixer.slow, 2, "slower");
+    const auto found = sentences(mixer.machine);
+    ASSERT_EQ(found.size(), 2U) << testing::PrintToString(found);
+    EXPECT_EQ(found[1],
+              "Event 2 leads from On.Run.Slow back to it in a ring, of which one event goes several links in any "
+              "order of registration; dispatch as drawn goes one.");
+    mixer.machine.setDispatch(CStateMachine::DispatchAsDrawn);
+    EXPECT_THAT(sentences(mixer.machine), IsEmpty());
 }
 
 TEST(StateMachineValidation, PostedEventsAreComparedWithTheTransitions)

@@ -246,6 +246,40 @@ TEST(HistoryState, ResumesTheChildButNotWhatLayBelowIt)
     EXPECT_EQ(tree.a2->currentChild(), first);
 }
 
+TEST(HistoryState, DeepOneResumesAllLevelsAsTheyWereWhenTheGroupWasLeft)
+{
+    CStateMachine machine;
+    auto* batch = new CState("batch", &machine);
+    auto* fault = new CState("fault", &machine);
+    auto* both = new CState("both", batch);
+    both->setChildMode(CState::ChildModeParallel);
+    std::vector<CState*> inner;
+    for (const char* name : {"left", "right"})
+    {
+        auto* region = new CState(name, both);
+        for (const char* step : {"1", "2"})
+            inner.push_back(new CState(name + std::string(step), region));
+        region->setInitialState(inner[inner.size() - 2]);
+        inner[inner.size() - 2]->addEventTransitionTo(inner.back(), static_cast<unsigned char>(inner.size()));
+    }
+    batch->addHistoryState(Kiv::HistoryDeep)->setDefaultState(both);
+    machine.setInitialState(batch);
+    batch->addEventTransitionTo(fault, 10);
+    fault->addEventTransitionTo(batch, 11);
+    machine.start();
+    EXPECT_TRUE(inner[0]->isActive() && inner[2]->isActive());
+    machine.processEvent(4); // right2
+    for (const int event : {10, 11})
+        machine.processEvent(static_cast<unsigned char>(event));
+    EXPECT_TRUE(inner[0]->isActive() && inner[3]->isActive());
+    machine.processEvent(2); // left2
+    batch->historyState()->setHistoryType(Kiv::HistoryShallow);
+    for (const int event : {10, 11})
+        machine.processEvent(static_cast<unsigned char>(event));
+    EXPECT_TRUE(inner[0]->isActive() && inner[2]->isActive());
+    machine.stop();
+}
+
 TEST(HistoryState, WithNothingToResumeEntersNothingAndNeverItself)
 {
     CTwoGroups tree;

@@ -252,6 +252,42 @@ TEST(Sigslot, ConnectingWithoutMemoryChangesNothing)
     EXPECT_EQ(emitted(signal), "");
 }
 
+TEST(Sigslot, CallsWhatIsNoReceiverAsLongAsTheConnectionLasts)
+{
+    struct CPlain
+    {
+        void add(int* value) { ++*value; }
+        void count() { ++calls; }
+        int calls = 0;
+    } plain;
+    auto signal = std::make_unique<sigslot::signal1<int*>>();
+    int value = 0;
+    {
+        const auto added = signal->connect(&plain, &CPlain::add);
+        const auto counted = signal->connect(&plain, &CPlain::count);
+        const auto lambda = signal->connect([ten = std::make_unique<int>(10)](int* sum) { *sum += *ten; });
+        const auto function = signal->connect(+[](int* sum) { *sum += 100; });
+        (*signal)(&value);
+        EXPECT_EQ(value, 111);
+        EXPECT_EQ(plain.calls, 1);
+    }
+    (*signal)(&value);
+    EXPECT_EQ(value, 111);
+
+    sigslot::connection once; // which ends inside its own call, and what it holds outlives that
+    once = signal->connect([&once, kept = std::make_shared<int>(7)](int* sum) {
+        once.disconnect();
+        *sum = *kept;
+    });
+    auto moved = std::move(once);
+    once = std::move(moved);
+    (*signal)(&value);
+    (*signal)(&(value += 1));
+    EXPECT_EQ(value, 8);
+    once = signal->connect([] {});
+    signal.reset(); // the signal may go first
+}
+
 TEST_F(SigslotWalk, EmissionNeedsNoMemory)
 {
     std::string log;

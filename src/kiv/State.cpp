@@ -137,9 +137,10 @@ void CState::setChildMode(eChildMode childMode)
         initial = nullptr;
 }
 
-CHistoryState* CState::addHistoryState()
+CHistoryState* CState::addHistoryState(eHistoryType type)
 {
     auto* history = new CHistoryState(name() + "_History", this);
+    history->setHistoryType(type);
     setInitialState(history);
     return history;
 }
@@ -179,6 +180,21 @@ CTransition* CState::addEventTransitionTo(CAbstractState* target, unsigned char 
         return nullptr;
     CTransition* const transition = addTransitionTo(target, name);
     owner->registerEventTransiton(eventNo, transition);
+    return transition;
+}
+
+CTransition* CState::addInternalOn(unsigned char eventNo, const cb::Callback0<void>& action, const std::string& name)
+{
+    CTransition* const transition = addEventTransitionTo(this, eventNo, name);
+    return transition ? transition->setInternal()->setAction(action) : nullptr;
+}
+
+CTransition* CState::addTimeoutTransitionTo(CAbstractState* target, std::chrono::nanoseconds span,
+                                            const std::string& name)
+{
+    CTransition* const transition = addTransitionTo(target, name);
+    transition->ownDetails().timeout = span;
+    CWalk::note(extras, CWalk::HasTimeouts, true);
     return transition;
 }
 
@@ -248,7 +264,7 @@ void CState::leave(CAbstractState& child)
     if (child.kind == StateTypeHistory)
         return;
     if (!histories.empty())
-        historyState()->rememberedChild = &child;
+        historyState()->remember(child);
     CWalk::exit(child);
 }
 
@@ -289,56 +305,5 @@ void CFinalState::onEntry()
 void CFinalState::onExit() {}
 
 void CFinalState::onProcessing() {}
-
-CHistoryState::CHistoryState(const std::string& name, CState* parent) : CAbstractState(StateTypeHistory, name, parent)
-{}
-
-void CHistoryState::setDefaultState(CAbstractState* state)
-{
-    if (!state || (state != this && state->parentState() == parentState()))
-    {
-        defaultChild = state;
-        return;
-    }
-    CStateMachine* const owner = machine();
-    if (owner && owner->isLogging())
-        owner->logMessage("CHistoryState::setDefaultState: state %p  - %s does not belong to this history state's "
-                          "group (%p - $s)",
-                          static_cast<const void*>(state), state->name().c_str(),
-                          static_cast<const void*>(parentState()));
-}
-
-/// A circle need not contain the state where the look began, so this looks for more steps than there are to make.
-bool CHistoryState::standsInACircle() const
-{
-    const CAbstractState* next = this;
-    for (std::size_t steps = 0; next && next->kind == StateTypeHistory; ++steps)
-    {
-        if (steps > parentState()->histories.size())
-            return true;
-        next = static_cast<const CHistoryState*>(next)->resumed();
-    }
-    return false;
-}
-
-void CHistoryState::onEntry()
-{
-    CWalk::log(*this, "onEntry");
-    CState* const group = parentState();
-    if (group && standsInACircle())
-        return;
-    rememberedChild = resumed();
-    if (!rememberedChild || !group)
-        return;
-    // The machine itself is never entered, so for its own history it counts as active.
-    if (group->isActive() || group->isMachine)
-        return rememberedChild->enter();
-    group->presetChild(rememberedChild);
-    group->enter();
-}
-
-void CHistoryState::onExit() {}
-
-void CHistoryState::onProcessing() {}
 
 } // namespace Kiv

@@ -3,10 +3,13 @@
 #define KIV_STATE_H
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include <kiv/Callback.h>
+#include <kiv/EventValue.h>
 #include <kiv/kiv_export.h>
 #include <kiv/sigslot.h>
 
@@ -27,6 +30,13 @@ enum eStateType : int
     StateTypeState = 1,  ///< simple or compound state, also the machine
     StateTypeFinal = 2,  ///< entering it finishes its parent
     StateTypeHistory = 3 ///< stands for the child that was active when its parent was last left
+};
+
+/// How much a history state resumes.
+enum eHistoryType : int
+{
+    HistoryShallow = 0, ///< the group's child; below it an entry starts from the initial states
+    HistoryDeep = 1     ///< and everything below it, as it was when the group was last left
 };
 
 /// A node of the state tree: what every kind of state has in common.
@@ -185,8 +195,9 @@ public:
     void setChildMode(eChildMode childMode);
 
     /// Creates a history state "NAME_History" in this group and makes it the initial state: from then on an entry
-    /// resumes the child that was active when the group was last left.
-    CHistoryState* addHistoryState();
+    /// resumes the child that was active when the group was last left; a deep one resumes all that was active below it,
+    /// too.
+    CHistoryState* addHistoryState(eHistoryType type = HistoryShallow);
 
     /// As set last.
     eChildMode childMode() const { return mode; }
@@ -219,6 +230,30 @@ public:
     /// A transition that an event fires, 0 to 255. Null, and nothing is created, while the state belongs to no machine.
     CTransition* addEventTransitionTo(CAbstractState* target, unsigned char eventNo, const std::string& name = "");
 
+    /// The same for an enumerator of any type, also of an `enum class`; null, too, if it is no number from 0 to 255.
+    template<class Event, class = std::enable_if_t<std::is_enum_v<Event>>>
+    CTransition* addEventTransitionTo(CAbstractState* target, Event event, const std::string& name = "")
+    {
+        const auto number = eventNumber(event);
+        return number ? addEventTransitionTo(target, *number, name) : nullptr;
+    }
+
+    /// An internal transition: the event runs `action` and leaves and enters nothing. Null as above.
+    template<class Event>
+    CTransition* addInternalTransition(Event event, const cb::Callback0<void>& action, const std::string& name = "")
+    {
+        const auto number = eventNumber(event);
+        return number ? addInternalOn(*number, action, name) : nullptr;
+    }
+
+    /// A transition that fires when the state has been active for `span` without being left: `30s`, `250ms`. It counts
+    /// anew from each entry and ends with the exit, so it never comes late from an earlier stay. It fires once for each
+    /// entry, also if its guard refuses or if it is internal. Any number for each state, no thread for any: the worker
+    /// of an asynchronous machine wakes for it, in a synchronous one process() fires what is due, see
+    /// CStateMachine::nextDeadline(). A span of zero or below is due at once.
+    CTransition* addTimeoutTransitionTo(CAbstractState* target, std::chrono::nanoseconds span,
+                                        const std::string& name = "");
+
     /// A transition "NAMEFinished" that fires when this state has finished. It is always queued, also in a synchronous
     /// machine, and so fires when the machine next processes its queue, never inside sigFinished.
     CTransition* addFinishedTransitionTo(CAbstractState* target);
@@ -248,6 +283,7 @@ private:
 
     /// Says where the next entry of the group goes; that entry makes it the active child.
     void presetChild(CAbstractState* state) { setActiveChild(state); }
+    CTransition* addInternalOn(unsigned char eventNo, const cb::Callback0<void>& action, const std::string& name);
     KIV_LOCAL void enterChildren();
     KIV_LOCAL void leaveChildren();
     KIV_LOCAL void leaveActiveChild();
@@ -283,11 +319,13 @@ public:
 
 /// Stands for the child of its group that was active when the group was last left, and enters that one.
 ///
-/// The history is shallow: only the direct child is remembered; below it an entry starts from the initial states,
-/// unless there are history states too. Before the group was ever left, the default state stands in; without one,
-/// nothing is entered. In a parallel group, whose children are all entered, it has no use. It may stand directly under
-/// the machine: then stop() remembers and start() resumes. It is never left, so isActive() stays true once it was
-/// entered. History states that stand for each other in a circle enter nothing.
+/// A shallow history remembers the direct child only; below it an entry starts from the initial states, unless there
+/// are history states too. A deep one remembers the active states on all levels below. Take the shallow one where the
+/// child is to begin anew (a batch that was disturbed while "soaking" shall not go on in the middle of "dosing"), the
+/// deep one for an interruption that changes nothing. Before the group was ever left, the default state stands in;
+/// without one, nothing is entered. In a parallel group, whose children are all entered, it has no use. It may stand
+/// directly under the machine: then stop() remembers and start() resumes. It is never left, so isActive() stays true
+/// once it was entered. History states that stand for each other in a circle enter nothing.
 class KIV_API CHistoryState : public CAbstractState
 {
 public:
@@ -298,6 +336,10 @@ public:
     /// itself, changes nothing and leaves a line in the machine's log.
     void setDefaultState(CAbstractState* state);
 
+    /// Deep or shallow; shallow at first.
+    void setHistoryType(eHistoryType type) { depth = type; }
+    eHistoryType historyType() const { return depth; }
+
     /// As set last; null for none.
     CAbstractState* defaultState() const { return defaultChild; }
 
@@ -307,13 +349,18 @@ public:
 
 private:
     friend class CState;
+    friend class CWalk;
 
     CAbstractState* resumed() const { return rememberedChild ? rememberedChild : defaultChild; }
     KIV_LOCAL bool standsInACircle() const;
+    KIV_LOCAL void remember(CAbstractState& child);
+    KIV_LOCAL void rememberBelow(const CAbstractState& state);
     KIV_LOCAL void forget(const CAbstractState* state);
 
     CAbstractState* defaultChild = nullptr;
     CAbstractState* rememberedChild = nullptr;
+    eHistoryType depth = HistoryShallow;
+    std::vector<CAbstractState*> rememberedBelow; // of a deep one: the active children of the groups below that child
 };
 
 } // namespace Kiv

@@ -75,7 +75,9 @@ void CStateMachine::start()
     setActiveChild(initialState());
     initialState()->enter();
     sigStarted(this);
-    if (isAsync())
+    if (d->hasToEnd())
+        d->end();
+    else if (isAsync())
     {
         Diag::CProcessExit::markThread();
         d->startWorker();
@@ -94,10 +96,42 @@ void CStateMachine::process() { d->process(); }
 
 void CStateMachine::processEvent(unsigned char eventNo) { d->handle(eventNo); }
 
+void CStateMachine::requestEnd()
+{
+    if (isAsync() && d->isWorking())
+        stop();
+    else
+        d->requestEnd();
+}
+
+void CStateMachine::postWithValue(unsigned char eventNo, const CEventValue& carried)
+{
+    d->post({eventNo, nullptr, carried});
+}
+
+const CEventValue* CStateMachine::valueInWork() const { return d->valueInWork; }
+
+void CStateMachine::setEventName(unsigned char eventNo, const std::string& name) { d->eventNames.at(eventNo) = name; }
+
+const std::string& CStateMachine::eventName(unsigned char eventNo) const { return d->eventNames.at(eventNo); }
+
+void CStateMachine::setDispatch(eDispatch dispatch) { d->table.setAsDrawn(dispatch == DispatchAsDrawn); }
+
+CStateMachine::eDispatch CStateMachine::dispatch() const
+{
+    return d->table.isAsDrawn() ? DispatchAsDrawn : DispatchInOrder;
+}
+
+CDeadline CStateMachine::nextDeadline() const
+{
+    const auto next = d->timeouts.next();
+    return next == std::chrono::nanoseconds::max() ? CDeadline::never() : CDeadline::at(next);
+}
+
 void CStateMachine::postEvent(unsigned char eventNo, eProcessingType type)
 {
     if (type == ProcessingAsync)
-        d->post({eventNo, nullptr});
+        d->post({eventNo});
     else
         d->handle(eventNo);
 }

@@ -3,11 +3,16 @@
 #define KIV_STATEMACHINE_H
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <kiv/Callback.h>
+#include <kiv/Deadline.h>
+#include <kiv/EventValue.h>
 #include <kiv/RealTime.h>
 #include <kiv/State.h>
 #include <kiv/kiv_export.h>
@@ -25,9 +30,14 @@ class StateMachinePrivate;
 /// log callback; then start(). At most 64 events and queued transitions wait at a time, or as many as the constructor
 /// is given, in a ring that is allocated with the machine: posting and dispatching allocate nothing.
 ///
-/// An event fires every transition that was registered for its number, in the order of registration. Each is tested
-/// against its own source when its turn comes, so one transition's outcome can make a later one of the same event fire
-/// or be refused; transitions of parallel states all fire.
+/// Dispatch in order (the default): an event fires every transition that was registered for its number, in the order of
+/// registration. Each is tested against its own source when its turn comes, so one transition's outcome can make a
+/// later one of the same event fire or be refused; transitions of parallel states all fire.
+///
+/// Dispatch as drawn (setDispatch()): in each active region the event fires one transition, that of the innermost
+/// active state which has one that its guard allows; outer states are asked only if no inner one has taken the event,
+/// and of one state the transition that was registered first. What fires is decided before anything moves, then the
+/// regions follow each other in the order of adding; a region that an earlier one has left has lost its turn.
 ///
 ///                  | synchronous                       | asynchronous
 ///   ---------------+-----------------------------------+-----------------------------------------------------------
@@ -63,6 +73,13 @@ public:
     {
         ProcessingSync = 0, ///< the application, by process(); an event: at once
         ProcessingAsync = 1 ///< a worker thread; an event: through the queue
+    };
+
+    /// Which of the transitions of an event fire, see above.
+    enum eDispatch : int
+    {
+        DispatchInOrder = 0, ///< all whose source is active, in the order of registration
+        DispatchAsDrawn = 1  ///< the innermost one in each region
     };
 
     /// The state is named "Statemachine". No thread is started before start().
@@ -106,8 +123,15 @@ public:
     /// the hooks of start(). A machine that was not started is left as it is.
     void stop();
 
-    /// Handles every event and transition in the queue, those included that are queued meanwhile, then makes one
-    /// processing pass over the active states.
+    /// Ends the machine from inside, the one way for hooks, actions and receivers of either kind of machine: the active
+    /// state is left as soon as the event in work is done, and what is queued then stays queued. In an asynchronous
+    /// machine that is stop(); in a synchronous one process() does it and makes no pass, for an event that was handled
+    /// directly the next process(). In a hook of start() the machine is left again before start() returns. On the
+    /// processing thread.
+    void requestEnd();
+
+    /// Fires what is due, and handles every event and transition in the queue, those included that are queued
+    /// meanwhile, then makes one processing pass over the active states.
     void process();
 
     /// Fires the transitions of an event now, on the calling thread.
@@ -116,6 +140,60 @@ public:
     /// ProcessingAsync: puts the event into the queue, from any thread (see the table for a full queue).
     /// ProcessingSync: processEvent() at once, on the processing thread only.
     void postEvent(unsigned char eventNo, eProcessingType type = ProcessingAsync);
+
+    /// The same for an enumerator of any type, also of an `enum class`; one that is no number from 0 to 255 is ignored.
+    template<class Event, class = std::enable_if_t<std::is_enum_v<Event>>>
+    void postEvent(Event event, eProcessingType type = ProcessingAsync)
+    {
+        if (const auto number = eventNumber(event))
+            postEvent(*number, type);
+    }
+    template<class Event, class = std::enable_if_t<std::is_enum_v<Event>>>
+    void processEvent(Event event)
+    {
+        if (const auto number = eventNumber(event))
+            processEvent(*number);
+    }
+
+    /// Posts an event with a value that travels in the queue: trivially copyable, at most 16 bytes. Guards, actions,
+    /// hooks and receivers read it by value() while the event is handled.
+    template<class Event, class T, class = std::enable_if_t<!std::is_same_v<T, eProcessingType>>>
+    void postEvent(Event event, const T& carried)
+    {
+        if (const auto number = eventNumber(event))
+            postWithValue(*number, CEventValue::of(carried));
+    }
+
+    /// What the event in work carries, if it is of exactly this type; nothing for an event without, a queued transition
+    /// and a time-out. On the processing thread.
+    template<class T>
+    std::optional<T> value() const
+    {
+        const CEventValue* const inWork = valueInWork();
+        return inWork ? inWork->as<T>() : std::nullopt;
+    }
+
+    /// Names an event for pictures, traces and validate(); before start(). Several at once:
+    /// `machine.setEventNames<eEvent>({{eEvent::Start, "start"}, {eEvent::Stop, "stop"}})`.
+    void setEventName(unsigned char eventNo, const std::string& name);
+    template<class Event>
+    void setEventNames(std::initializer_list<std::pair<Event, const char*>> names)
+    {
+        for (const auto& [event, name] : names)
+            if (const auto number = eventNumber(event))
+                setEventName(*number, name);
+    }
+
+    /// Empty for an event that was not named.
+    const std::string& eventName(unsigned char eventNo) const;
+
+    /// As drawn or in order; before start().
+    void setDispatch(eDispatch dispatch);
+    eDispatch dispatch() const;
+
+    /// When the next time-out of an active state is due, never() if none is: until then the application's loop may
+    /// sleep, then process() fires it. On the processing thread; for a synchronous machine.
+    CDeadline nextDeadline() const;
 
     /// Puts the event into the queue, from any thread, without ever waiting for room; false when there was none, and
     /// then nothing is counted or emitted: the poster knows. For real-time threads, and for whoever has a better idea
@@ -187,6 +265,8 @@ private:
     friend class CWalk;
     friend class StateMachinePrivate;
 
+    void postWithValue(unsigned char eventNo, const CEventValue& carried);
+    const CEventValue* valueInWork() const;
     KIV_LOCAL void leaveTopState();
     KIV_LOCAL void noteLogging();
     KIV_LOCAL void withdrawTransition(const CTransition* transition);

@@ -62,7 +62,10 @@ private:
     void writeHistory(const CAbstractState* history)
     {
         const std::string& id = plan.idOf(history);
-        line("state \"H\" as " + id + (mermaid ? "" : " <<history>>"));
+        if (isDeep(history))
+            line(mermaid ? "state \"H#42;\" as " + id : "state \"H*\" as " + id + " <<history*>>");
+        else
+            line("state \"H\" as " + id + (mermaid ? "" : " <<history>>"));
         if (const CAbstractState* fallback = defaultOf(history))
             line(id + " --> " + plan.idOf(fallback));
     }

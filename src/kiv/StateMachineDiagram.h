@@ -22,10 +22,11 @@ enum eDiagramFormat : int
 /// A machine's states and transitions as the text of a diagram.
 ///
 /// Groups contain their children, the regions of a parallel group stand side by side, initial, history and final states
-/// have their usual signs. An arrow bears its transition's name and in parentheses the numbers of the events that fire
-/// it; one that fires when its source has finished is drawn dashed where the format can, and says "finished" if its
-/// name does not. The states that are active are highlighted: none before start() and after stop(). The same machine in
-/// the same states gives the same text.
+/// have their usual signs. An arrow bears its transition's name, in parentheses the names or numbers of the events
+/// that fire it or "after 30 s", and in brackets the name of its guard. An internal transition is an arrow from its
+/// state to itself that says "internal", a deep history is H*. An arrow that fires when its source has finished is
+/// drawn dashed where the format can, and says "finished" if its name does not. The states that are active are
+/// highlighted: none before start() and after stop(). The same machine in the same states gives the same text.
 ///
 /// What leads nowhere is left out: a transition without target or to another machine's state, those of the machine
 /// itself, an initial state that is no child of its group. validate() names them.

@@ -11,6 +11,7 @@
 
 #include "kiv/machine/TraceRing.h"
 #include "kiv/machine/TraceText.h"
+#include "kiv/machine/TransitionText.h"
 #include "kiv/time/TimeSource.h"
 
 namespace Kiv
@@ -26,6 +27,15 @@ int threadNumber()
 {
     thread_local const int number = gettid();
     return number;
+}
+
+/// With what the name does not say: a time-out and a guard.
+std::string nameOf(const CTransition& transition)
+{
+    std::string name = transition.name();
+    if (const auto span = transition.timeout())
+        name += (name.empty() ? "after " : ", after ") + durationText(*span);
+    return withGuard(name, transition);
 }
 
 int write(const std::string& path, const std::string& content)
@@ -50,6 +60,8 @@ public:
     CStateMachineTracePrivate(CStateMachine& machine, std::size_t capacity) : ring(capacity)
     {
         addGroup(&machine, 0);
+        for (unsigned event = 0; event < 256; ++event)
+            eventNames.push_back(machine.eventName(static_cast<unsigned char>(event)));
         machine.sigEventHandled.connect(this, &CStateMachineTracePrivate::onHandled);
         machine.sigEventDropped.connect(this, &CStateMachineTracePrivate::onEventDropped);
         machine.sigTransitionDropped.connect(this, &CStateMachineTracePrivate::onTransitionDropped);
@@ -68,6 +80,7 @@ public:
 
     CTraceRing ring;
     TraceSubjects subjects;
+    TraceEventNames eventNames;
     std::atomic<bool> recording{false};
 
 private:
@@ -90,7 +103,7 @@ private:
         for (CTransition* transition : state->transitions())
         {
             const CAbstractState* const target = transition->target();
-            subjects[transition] = {transition->name(), state->path(), target ? target->path() : "nowhere"};
+            subjects[transition] = {nameOf(*transition), state->path(), target ? target->path() : "nowhere"};
             transition->sigTriggered.connect(this, &CStateMachineTracePrivate::onFired);
         }
         addGroup(state, track);
@@ -146,11 +159,11 @@ std::vector<TraceRecord> CStateMachineTrace::recordsSince(std::uint64_t& positio
     return result;
 }
 
-std::string CStateMachineTrace::toText() const { return traceText(d->ring.records(), d->subjects); }
+std::string CStateMachineTrace::toText() const { return traceText(d->ring.records(), d->subjects, d->eventNames); }
 
 std::string CStateMachineTrace::toChromeJson() const
 {
-    return traceChromeJson(d->ring.records(), d->subjects, d->ring.lost());
+    return traceChromeJson(d->ring.records(), d->subjects, d->eventNames, d->ring.lost());
 }
 
 int CStateMachineTrace::writeText(const std::string& path) const { return write(path, toText()); }

@@ -2,133 +2,15 @@
 
 #include <algorithm>
 #include <map>
-#include <unordered_set>
 
-#include <kiv/StateMachine.h>
-#include <kiv/Transition.h>
+#include "kiv/machine/TransitionText.h"
+#include "kiv/machine/ValidationEntries.h"
 
 namespace Kiv
 {
 
 namespace
 {
-
-const CState* asState(const CAbstractState* state)
-{
-    return state->stateType() == StateTypeState ? static_cast<const CState*>(state) : nullptr;
-}
-
-bool isParallel(const CState* group) { return group->childMode() == CState::ChildModeParallel; }
-
-/// The state below which a transition leaves and enters; null if it cannot fire.
-const CAbstractState* commonParent(const CTransition* transition)
-{
-    CAbstractState* const target = transition->target();
-    const CState* const source = transition->source();
-    if (!target || !source || !source->parentState())
-        return nullptr;
-    if (target->parentState() == source->parentState())
-        return source->parentState();
-    const CAbstractState* const common = source->commonParentState(target);
-    return common == target ? nullptr : common;
-}
-
-/// Collects the states that are entered, one entry after the other.
-class CEntries
-{
-public:
-    /// Of a group that is `closed` nothing inside is ever entered.
-    explicit CEntries(const CState* closedGroup = nullptr) : closed(closedGroup) {}
-
-    const std::vector<const CAbstractState*>& entered() const { return inOrder; }
-    bool isEntered(const CAbstractState* state) const { return known.count(state) != 0; }
-
-    /// True if a way into the group left the choice of the child to the group.
-    bool isEnteredByItself(const CAbstractState* state) const { return byItself.count(state) != 0; }
-
-    void enter(const CAbstractState* state)
-    {
-        if (!byItself.insert(state).second)
-            return;
-        note(state);
-        if (state->stateType() == StateTypeHistory)
-            enterIfAny(static_cast<const CHistoryState*>(state)->defaultState());
-        const CState* const group = asState(state);
-        if (!group || group == closed)
-            return;
-        if (!isParallel(group))
-            enterInitial(group);
-        else
-            for (const CAbstractState* child : group->children())
-                enter(child);
-    }
-
-    void enterInitial(const CState* group)
-    {
-        if (group->initialState() && group->initialState()->parentState() == group)
-            enter(group->initialState());
-    }
-
-    void follow(const CTransition* transition)
-    {
-        const CAbstractState* const common = commonParent(transition);
-        if (!common || entersClosed(transition->target(), common))
-            return;
-        const CAbstractState* child = transition->target();
-        for (const CState* group = child->parentState(); group != common; group = group->parentState())
-        {
-            note(group);
-            if (isParallel(group))
-                for (const CAbstractState* other : group->children())
-                    if (other != child)
-                        enter(other);
-            child = group;
-        }
-        enter(transition->target());
-    }
-
-    /// Follows every transition of every state that is entered.
-    void followAll()
-    {
-        for (std::size_t next = 0; next < inOrder.size(); ++next)
-            if (const CState* source = asState(inOrder[next]))
-                for (const CTransition* transition : source->transitions())
-                    if (transition->source() == source)
-                        follow(transition);
-    }
-
-private:
-    void enterIfAny(const CAbstractState* state)
-    {
-        if (state)
-            enter(state);
-    }
-
-    void note(const CAbstractState* state)
-    {
-        if (known.insert(state).second)
-            inOrder.push_back(state);
-    }
-
-    bool entersClosed(const CAbstractState* target, const CAbstractState* common) const
-    {
-        for (const CState* group = target->parentState(); closed && group != common; group = group->parentState())
-            if (group == closed)
-                return true;
-        return false;
-    }
-
-    const CState* const closed;
-    std::vector<const CAbstractState*> inOrder;
-    std::unordered_set<const CAbstractState*> known;
-    std::unordered_set<const CAbstractState*> byItself;
-};
-
-std::string described(const CTransition* transition)
-{
-    const CState* const source = transition->source();
-    return "transition \"" + transition->name() + "\" of " + (source ? source->path() : "no state");
-}
 
 class CValidator
 {
@@ -174,7 +56,7 @@ private:
             checkTransition(group, transition);
         for (const CAbstractState* child : group->children())
         {
-            names[child->name()].push_back(child);
+            paths[child->path()].push_back(child);
             if (isOpen && !reached.entered().empty() && !reached.isEntered(child))
                 report(FindingUnreachableState, child, "No way leads to " + child->path() + ", so it is never entered");
             if (const CState* inner = asState(child))
@@ -188,7 +70,7 @@ private:
         if (initial && initial->parentState() != group)
             report(FindingForeignInitialState, group,
                    "The initial state of " + group->path() + ", " + initial->path() + ", is none of its states");
-        else if (!initial && !isParallel(group) && !group->children().empty() && reached.isEnteredByItself(group))
+        else if (!initial && !isParallelGroup(group) && !group->children().empty() && reached.isEnteredByItself(group))
             report(FindingNoInitialState, group,
                    group->path() + " has no initial state, so entering it enters none of its states");
     }
@@ -267,7 +149,7 @@ private:
             std::any_of(events.begin(), events.end(), [this](unsigned char event) { return isPosted(event); }))
             return;
         report(FindingTransitionWithoutEvent, owner,
-               "The " + described(transition) + " waits for event " + std::to_string(events.front()) +
+               "The " + described(transition) + " waits for event " + eventText(machine, events.front()) +
                    ", which nobody posts");
     }
 
@@ -279,41 +161,24 @@ private:
             const std::vector<CTransition*> row = machine.transitionsOf(event);
             if (row.empty() && isPosted(event))
                 report(FindingEventWithoutTransition, &machine,
-                       "Event " + std::to_string(number) + " fires no transition of " + machine.path() +
+                       "Event " + eventText(machine, event) + " fires no transition of " + machine.path() +
                            ", so posting it changes nothing");
-            for (auto first = row.begin(); first != row.end(); ++first)
-                checkChain(number, *first, {first + 1, row.end()});
+            findEventFaults(machine, event, findings);
         }
-    }
-
-    void checkChain(int event, const CTransition* first, const std::vector<CTransition*>& later)
-    {
-        CEntries entries;
-        entries.follow(first);
-        for (const CTransition* second : later)
-            if (commonParent(second) && entries.isEntered(second->source()))
-                report(FindingChainedTransitions, first->source(),
-                       "Event " + std::to_string(event) + " fires the " + described(first) +
-                           " and then, at once, the " + described(second) + ", which was registered later");
     }
 
     void checkNames()
     {
-        for (const auto& [name, states] : names)
-        {
-            if (states.size() < 2)
-                continue;
-            std::string paths = states[0]->path();
-            for (std::size_t i = 1; i < states.size(); ++i)
-                paths += (i + 1 == states.size() ? " and " : ", ") + states[i]->path();
-            report(FindingDuplicateName, states[1], paths + " have the same name, so the log cannot tell them apart");
-        }
+        for (const auto& [path, states] : paths)
+            if (states.size() > 1)
+                report(FindingDuplicateName, states[1],
+                       std::to_string(states.size()) + " states are called " + path + ", so nothing tells them apart");
     }
 
     const CStateMachine& machine;
     const std::vector<unsigned char>& postedEvents;
     CEntries reached;
-    std::map<std::string, std::vector<const CAbstractState*>> names;
+    std::map<std::string, std::vector<const CAbstractState*>> paths;
     std::vector<MachineFinding> findings;
 };
 

@@ -15,17 +15,20 @@ class CStateMachine;
 /// What validate() looks for.
 enum eFindingType : int
 {
-    FindingNoInitialState = 0,         ///< a group that is entered has none, or the machine has none
-    FindingForeignInitialState = 1,    ///< it does not belong to the group
-    FindingNoDefaultState = 2,         ///< a history state may be entered before there is anything to remember
-    FindingTwoHistoryStates = 3,       ///< in one group; only the last one remembers
-    FindingUnreachableState = 4,       ///< neither entered with its group nor by a transition from a reachable state
-    FindingImpossibleTransition = 5,   ///< it never fires: no target, one that contains the source, one elsewhere
-    FindingInwardTransition = 6,       ///< into its own source, which it leaves inactive
-    FindingChainedTransitions = 7,     ///< one event fires a transition and then another from where that one led to
-    FindingEventWithoutTransition = 8, ///< an event is posted that fires nothing
-    FindingTransitionWithoutEvent = 9, ///< a transition waits for events that nobody posts
-    FindingDuplicateName = 10          ///< two states that the log cannot tell apart
+    FindingNoInitialState = 0,           ///< a group that is entered has none, or the machine has none
+    FindingForeignInitialState = 1,      ///< it does not belong to the group
+    FindingNoDefaultState = 2,           ///< a history state may be entered before there is anything to remember
+    FindingTwoHistoryStates = 3,         ///< in one group; only the last one remembers
+    FindingUnreachableState = 4,         ///< neither entered with its group nor by a transition from a reachable state
+    FindingImpossibleTransition = 5,     ///< it never fires: no target, one that contains the source, one elsewhere
+    FindingInwardTransition = 6,         ///< into its own source, which it leaves inactive
+    FindingChainedTransitions = 7,       ///< one event fires a transition and then another from where that one led to
+    FindingEventWithoutTransition = 8,   ///< an event is posted that fires nothing
+    FindingTransitionWithoutEvent = 9,   ///< a transition waits for events that nobody posts
+    FindingDuplicateName = 10,           ///< two states of one path
+    FindingShadowedTransition = 11,      ///< an earlier one of its state always takes the event
+    FindingInnerAndOuterTransition = 12, ///< of one event: both fire, or the outer one alone; not in dispatch as drawn
+    FindingEventRing = 13                ///< of one event, which goes several links at once; not in dispatch as drawn
 };
 
 /// One fault of a machine.

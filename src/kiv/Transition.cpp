@@ -5,6 +5,7 @@
 #include <kiv/State.h>
 #include <kiv/StateMachine.h>
 
+#include "kiv/machine/TransitionDetails.h"
 #include "kiv/machine/Walk.h"
 
 namespace Kiv
@@ -18,6 +19,51 @@ CTransition::CTransition(CState* source, const std::string& name) : sourceState(
 CTransition::~CTransition() = default;
 
 CStateMachine* CTransition::machine() const { return sourceState ? sourceState->machine() : nullptr; }
+
+CTransition::Details& CTransition::ownDetails()
+{
+    if (!details)
+        details = std::make_unique<Details>();
+    wayAsOf = 0;
+    plainAsOf = 0;
+    return *details;
+}
+
+CTransition* CTransition::setGuard(const std::string& name, const cb::Callback0<bool>& guard)
+{
+    ownDetails().guardName = guard ? name : std::string();
+    details->guard = guard;
+    return this;
+}
+
+CTransition* CTransition::setAction(const cb::Callback0<void>& action)
+{
+    ownDetails().action = action;
+    CWalk::note(extras, CWalk::HasAction, !action.empty());
+    return this;
+}
+
+CTransition* CTransition::setInternal()
+{
+    ownDetails().isInternal = true;
+    setTargetState(sourceState);
+    return this;
+}
+
+const std::string& CTransition::guardName() const
+{
+    static const std::string& none = *new std::string;
+    return details ? details->guardName : none;
+}
+
+bool CTransition::hasGuard() const { return details && details->guard; }
+
+bool CTransition::isInternal() const { return details && details->isInternal; }
+
+std::optional<std::chrono::nanoseconds> CTransition::timeout() const
+{
+    return details ? details->timeout : std::nullopt;
+}
 
 bool CTransition::isFinishedTransition() const { return sourceState && sourceState->sigFinished.is_connected(this); }
 
@@ -69,6 +115,7 @@ const char* CTransition::findWay()
     }
     const CStateMachine* const owner = machine();
     wayAsOf = owner ? owner->treeVersion : 0;
+    plainAsOf = details && (details->guard || details->isInternal) ? 0 : wayAsOf;
     CWalk::note(extras, CWalk::HasHook, typeid(*this) != typeid(CTransition));
     CWalk::note(extras, CWalk::HasGroups, way.entered != targetState);
     return nullptr;

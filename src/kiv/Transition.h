@@ -4,9 +4,13 @@
 #define KIV_TRANSITION_H
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 
+#include <kiv/Callback.h>
 #include <kiv/kiv_export.h>
 #include <kiv/sigslot.h>
 
@@ -56,6 +60,7 @@ public:
     {
         targetState = state;
         wayAsOf = 0;
+        plainAsOf = 0;
     }
 
     /// Null as long as none is set.
@@ -66,6 +71,26 @@ public:
 
     /// The source's machine; null without source or as long as the source belongs to none.
     CStateMachine* machine() const;
+
+    /// The condition under which it fires: asked when its turn comes and the source is active. What it refuses is no
+    /// error and leaves no line in the log; `name` stands in pictures, "[tank full]". It changes nothing, and is asked
+    /// on the processing thread. An empty callback removes it. Returns the transition, as the next two do.
+    CTransition* setGuard(const std::string& name, const cb::Callback0<bool>& guard);
+
+    /// What is done while it fires, after onTransition() and before sigTriggered; an empty callback removes it.
+    CTransition* setAction(const cb::Callback0<void>& action);
+
+    /// An internal transition runs hook, action and signal, but leaves and enters nothing; the target is then the
+    /// source.
+    CTransition* setInternal();
+
+    /// Of its guard; empty without one.
+    const std::string& guardName() const;
+    bool hasGuard() const;
+    bool isInternal() const;
+
+    /// After how long in the source it fires, see CState::addTimeoutTransitionTo(); nothing for other transitions.
+    std::optional<std::chrono::nanoseconds> timeout() const;
 
     /// True when the source's sigFinished triggers the transition, as addFinishedTransitionTo() arranges it.
     bool isFinishedTransition() const;
@@ -95,8 +120,11 @@ public:
     sigslot::signal1<CTransition*> sigTriggered; ///< the transition fired: source left, target not yet entered
 
 private:
+    friend class CState;
     friend class CStateMachine;
+    friend class CTimeouts;
     friend class CWalk;
+    struct Details;
 
     /// From source to target through the tree.
     struct Way
@@ -106,6 +134,7 @@ private:
         CAbstractState* common;  // the parent of both
     };
 
+    KIV_LOCAL Details& ownDetails();
     KIV_LOCAL const char* findWay();
     KIV_LOCAL bool refuse(const char* reason);
     KIV_LOCAL void refuseUnready();
@@ -117,8 +146,10 @@ private:
     CState* sourceState;
     Way way{};
     std::uint64_t wayAsOf = 0;            // the version of the machine's tree for which the way was found; 0 for none
+    std::uint64_t plainAsOf = 0;          // the same, but 0 for a transition with a guard and an internal one
     std::atomic<unsigned char> extras{0}; // what firing has to look after, see CWalk; usually nothing
     std::string transitionName;
+    std::unique_ptr<Details> details; // null for most
 };
 
 } // namespace Kiv

@@ -13,6 +13,7 @@
 #include <kiv/EnvVars.h>
 #include <kiv/ErrorToString.h>
 #include <kiv/EventQueue.h>
+#include <kiv/EventValue.h>
 #include <kiv/FileEdit.h>
 #include <kiv/FileStorage.h>
 #include <kiv/GpioChips.h>

@@ -169,7 +169,7 @@ bool _signal_base<multi_threaded_local>::is_connected(const receiver_type* recei
 {
     const policy_lock guard(*this);
     return std::any_of(connections.begin(), connections.end(),
-                       [receiver](const connection& to) { return to.receiver == receiver; });
+                       [receiver](const link& to) { return to.receiver == receiver; });
 }
 
 void _signal_base<multi_threaded_local>::slot_disconnect(receiver_type* receiver)
@@ -184,7 +184,7 @@ void _signal_base<multi_threaded_local>::slot_duplicate(const receiver_type* old
     const std::size_t before = connections.size();
     for (std::size_t i = 0; i < before; ++i)
     {
-        connection copy = connections[i];
+        link copy = connections[i];
         if (copy.receiver != oldReceiver)
             continue;
         copy.receiver = newReceiver;
@@ -208,7 +208,7 @@ void _signal_base<multi_threaded_local>::leave(_signal_base& signal, const walk&
     signal.multi_threaded_local::unlock();
 }
 
-void _signal_base<multi_threaded_local>::append(const connection& added)
+void _signal_base<multi_threaded_local>::append(const link& added)
 {
     const policy_lock guard(*this);
     push_back(added);
@@ -224,7 +224,7 @@ void _signal_base<multi_threaded_local>::append(const connection& added)
 }
 
 /// A walk that is at its end stays there.
-void _signal_base<multi_threaded_local>::push_back(const connection& added)
+void _signal_base<multi_threaded_local>::push_back(const link& added)
 {
     use_indices();
     const std::size_t index = connections.size();
@@ -265,9 +265,7 @@ void _signal_base<multi_threaded_local>::unhook_all()
     use_indices();
     for (walk* each = walks; each != nullptr; each = each->outer)
         each->nextIndex = 0;
-    const auto byReceiver = [](const connection& a, const connection& b) {
-        return std::less<>()(a.receiver, b.receiver);
-    };
+    const auto byReceiver = [](const link& a, const link& b) { return std::less<>()(a.receiver, b.receiver); };
     std::sort(connections.begin(), connections.end(), byReceiver);
     while (!connections.empty())
     {
@@ -292,8 +290,8 @@ void _signal_base<multi_threaded_local>::use_indices()
     }
 }
 
-const _signal_base<multi_threaded_local>::connection*
-_signal_base<multi_threaded_local>::step(const _signal_base& signal, walk& position)
+const _signal_base<multi_threaded_local>::link* _signal_base<multi_threaded_local>::step(const _signal_base& signal,
+                                                                                         walk& position)
 {
     if (position.outer == &position || position.nextIndex == signal.connections.size())
         return nullptr;

@@ -11,6 +11,11 @@
 ///     };
 ///     state.sigEntered.connect(&lamp, &CLamp::onEntered);
 ///
+/// Anything else that can be called is connected as well: a lambda, a function, a member function of any object. The
+/// connection lasts as long as what connect() returns:
+///
+///     sigslot::connection lit = state.sigEntered.connect([] { std::puts("on"); });
+///
 /// Locks: every signal and every receiver has a recursive lock of its own, and there is no other. An emission holds its
 /// signal's lock while the receivers run, so connecting to that signal from another thread, disconnecting from it or
 /// destroying either side waits until the emission has ended. The order is signal before receiver: call nothing of a
@@ -33,15 +38,15 @@
 #ifndef KIV_SIGSLOT_H
 #define KIV_SIGSLOT_H
 
-#include <pthread.h>
-
-#include <atomic>
 #include <cstddef>
 #include <cstring>
+#include <functional>
+#include <memory>
 #include <type_traits>
-#include <vector>
+#include <utility>
 
 #include <kiv/kiv_export.h>
+#include <kiv/sigslot_base.h>
 
 // Qt defines `emit` as nothing; inside this header it is a name.
 #pragma push_macro("emit")
@@ -52,69 +57,65 @@
 namespace sigslot
 {
 
-/// The lock policy: a recursive mutex in every signal and every receiver. A copy gets a mutex of its own.
+/// Lasts as long as the call of something that is no receiver is connected: ends the connection when it goes.
 ///
-/// Threads: safe from any thread; unlock() belongs to the thread that locked.
-/// Errors: construction throws std::system_error when the system has no mutex left.
-class KIV_API multi_threaded_local
+/// Signal and connection may go in any order. When the connection has gone, no other thread is inside what was
+/// connected, and none will come; it may also go while the signal calls it.
+///
+/// Threads: reentrant.
+/// Errors: none.
+class KIV_API connection
 {
 public:
-    multi_threaded_local();
-    /// A mutex of its own, unlocked.
-    multi_threaded_local(const multi_threaded_local&) : multi_threaded_local() {}
-    /// Changes nothing.
-    multi_threaded_local& operator=(const multi_threaded_local&) { return *this; }
-    virtual ~multi_threaded_local();
+    /// Of nothing.
+    connection() = default;
+    connection(connection&&) noexcept = default;
+    connection& operator=(connection&& other) noexcept
+    {
+        if (this != &other)
+        {
+            disconnect();
+            receiver = std::move(other.receiver);
+        }
+        return *this;
+    }
+    ~connection() { disconnect(); }
 
-    /// Waits until the mutex is free or already the caller's, then takes it once more.
-    virtual void lock() { pthread_mutex_lock(&mutex); }
-
-    /// Gives up one of the caller's locks; the last one frees the mutex.
-    virtual void unlock() { pthread_mutex_unlock(&mutex); }
+    /// Ends the connection now; nothing if it has ended already.
+    void disconnect()
+    {
+        if (const auto ended = std::move(receiver))
+            ended->disconnect_all();
+    }
 
 private:
-    pthread_mutex_t mutex;
-    pthread_mutexattr_t attributes;
+    template<class Arg, class Policy>
+    friend class signal1;
+
+    explicit connection(std::shared_ptr<has_slots<>> connected) : receiver(std::move(connected)) {}
+
+    std::shared_ptr<has_slots<>> receiver;
 };
 
-template<class Policy = multi_threaded_local>
-class has_slots;
-template<class Policy = multi_threaded_local>
-class _signal_base;
-
-/// The base of everything that receives signals; it remembers the signals that are connected to it.
-///
-/// A copy is connected wherever its source was, to the same member functions: copy only into an object of the same
-/// class, and while no other thread emits to the source, since the copy is connected before its derived part exists.
-/// Connections belong to the object, so there is no assignment.
-///
-/// Threads: safe from any thread, see the top of this file for destruction.
-/// Errors: connecting and copying throw std::bad_alloc and then change nothing.
-template<>
-class KIV_API has_slots<multi_threaded_local> : public multi_threaded_local
+/// The receiver that stands for something callable; it keeps itself alive while it is called.
+template<class Call, class Arg>
+class callable_receiver final : public has_slots<>, public std::enable_shared_from_this<callable_receiver<Call, Arg>>
 {
 public:
-    has_slots() = default;
-    /// Connected wherever `other` is.
-    has_slots(const has_slots& other);
-    has_slots& operator=(const has_slots&) = delete;
-    ~has_slots() override;
+    explicit callable_receiver(Call&& connected) : function(std::move(connected)) {}
+    ~callable_receiver() override { disconnect_all(); }
 
-    /// Ends every connection to this receiver, waiting for emissions on other threads that are in progress.
-    void disconnect_all();
-
-    /// Called by a signal, with its lock held: notes that `sender` is connected to this receiver.
-    void signal_connect(_signal_base<>* sender);
-
-    /// Called by a signal, with its lock held: forgets `sender`.
-    void signal_disconnect(_signal_base<>* sender);
+    void receive(Arg arg)
+    {
+        const auto kept = this->shared_from_this(); // it may be disconnected by what it calls
+        if constexpr (std::is_invocable_v<Call&, Arg>)
+            function(arg);
+        else
+            function();
+    }
 
 private:
-    class pinned_sender;
-
-    KIV_LOCAL pinned_sender sender_after(const _signal_base<>* previous) const;
-
-    std::vector<_signal_base<>*> senders; // sorted by address, without duplicates
+    Call function;
 };
 
 /// What all signals share: the connections and the emissions in progress, whatever the argument's type.
@@ -161,7 +162,7 @@ protected:
 
     /// A receiver with the bytes of a pointer to member function: of receiver_type, or of the class that the relay
     /// knows.
-    struct connection
+    struct link
     {
         receiver_type* receiver;
         erased_relay relay;
@@ -171,16 +172,16 @@ protected:
     /// How far an emission has come, linked from the signal, so that whoever changes the connections keeps it right.
     struct walk
     {
-        walk* outer;            // itself once the signal was destroyed
-        const connection* next; // comes after the call in progress; null once the connections were changed
-        std::size_t nextIndex;  // the same from then on
+        walk* outer;           // itself once the signal was destroyed
+        const link* next;      // comes after the call in progress; null once the connections were changed
+        std::size_t nextIndex; // the same from then on
     };
 
     _signal_base() = default;
 
     bool has_relays() const { return relayed; }
 
-    const std::vector<connection>& in_order() const { return connections; }
+    const std::vector<link>& in_order() const { return connections; }
 
     /// Begins an emission: takes the lock and links its walk. True in the usual case of an outermost emission to
     /// anybody, false if step() has to lead the walk from the beginning.
@@ -208,16 +209,16 @@ protected:
     [[gnu::cold]] static void leave(_signal_base& signal, const walk& position);
 
     /// Adds a connection at the end and tells its receiver.
-    void append(const connection& added);
+    void append(const link& added);
 
     /// Steps to the next connection of a walk whose `next` is null; null at the end or if the signal was destroyed.
-    [[gnu::cold]] static const connection* step(const _signal_base& signal, walk& position);
+    [[gnu::cold]] static const link* step(const _signal_base& signal, walk& position);
 
 private:
     friend class has_slots<multi_threaded_local>;
 
     [[gnu::cold]] void enter_unusual(walk& position);
-    KIV_LOCAL void push_back(const connection& added);
+    KIV_LOCAL void push_back(const link& added);
     KIV_LOCAL void erase(std::size_t index);
     KIV_LOCAL void drop(const receiver_type* receiver);
     KIV_LOCAL void unhook_all();
@@ -231,7 +232,7 @@ private:
     bool relayed = false; // some connection has had a relay
     unsigned char announcedBit = 0;
     std::atomic<unsigned char>* announcedIn = nullptr;
-    std::vector<connection> connections;
+    std::vector<link> connections;
     walk* walks = nullptr;         // the innermost emission
     std::atomic<unsigned> pins{1}; // one of them the signal's own
     void* lastUnpin = nullptr;     // the semaphore that a destructor waits for
@@ -287,23 +288,23 @@ protected:
     }
 
 private:
-    using connection = typename base::connection;
+    using link = typename base::link;
     using walk = typename base::walk;
     using erased_relay = typename base::erased_relay;
     using direct_op = void (receiver_type::*)(Arg);
-    using relay_op = void (*)(const connection&, Arg);
+    using relay_op = void (*)(const link&, Arg);
 
     template<class Op>
-    static connection connect_to(receiver_type* receiver, Op op, erased_relay relay)
+    static link connect_to(receiver_type* receiver, Op op, erased_relay relay)
     {
-        connection made{receiver, relay, {}};
+        link made{receiver, relay, {}};
         static_assert(sizeof(op) <= sizeof(made.op));
         std::memcpy(made.op, &op, sizeof(op));
         return made;
     }
 
     template<class Op>
-    static Op operation(const connection& of)
+    static Op operation(const link& of)
     {
         Op op;
         std::memcpy(&op, of.op, sizeof(op));
@@ -312,13 +313,13 @@ private:
 
     /// Calls from the first connection on until somebody changes the connections; true at the end. Nothing of the
     /// signal is touched after a call, which may have destroyed it.
-    template<void (*call)(const connection&, Arg)>
+    template<void (*call)(const link&, Arg)>
     bool call_usual(walk& position, Arg arg)
     {
-        const connection* current = this->in_order().data();
-        const connection* const end = current + this->in_order().size();
+        const link* current = this->in_order().data();
+        const link* const end = current + this->in_order().size();
         const auto step = [&] {
-            const connection& called = *current++;
+            const link& called = *current++;
             position.next = current;
             call(called, arg);
             return position.next != nullptr && current != end;
@@ -346,7 +347,7 @@ private:
     {
         try
         {
-            while (const connection* called = base::step(signal, position))
+            while (const link* called = base::step(signal, position))
                 call_any(*called, arg);
         }
         catch (...)
@@ -358,12 +359,12 @@ private:
     }
 
     // GCC's vptr check expects an object of receiver_type at the address where the operation's own class begins.
-    __attribute__((no_sanitize("vptr"))) static void call_direct(const connection& to, Arg arg)
+    __attribute__((no_sanitize("vptr"))) static void call_direct(const link& to, Arg arg)
     {
         (to.receiver->*operation<direct_op>(to))(arg);
     }
 
-    static void call_any(const connection& to, Arg arg)
+    static void call_any(const link& to, Arg arg)
     {
         if (to.relay == nullptr)
             call_direct(to, arg);
@@ -373,7 +374,7 @@ private:
 
     /// Calls an operation that cannot be cast to one of receiver_type: of a base beside it, or a const one.
     template<class Dest, class Op>
-    static void relay(const connection& to, Arg arg)
+    static void relay(const link& to, Arg arg)
     {
         (static_cast<Dest*>(to.receiver)->*operation<Op>(to))(arg);
     }
@@ -387,29 +388,65 @@ private:
 template<class Arg, class Policy = multi_threaded_local>
 class KIV_API signal1 : public _signal_base1<Arg, Policy>
 {
+    template<class T>
+    static constexpr bool is_receiver = std::is_base_of_v<has_slots<Policy>, T>;
+
 public:
     /// Calls `(receiver->*op)(arg)` on each emission from now on; the same pair connected twice is called twice. `op`
     /// may belong to any base of the receiver's class. A null receiver or operation connects nothing.
-    template<class Dest, class Owner>
+    template<class Dest, class Owner, std::enable_if_t<is_receiver<Dest>, int> = 0>
     void connect(Dest* receiver, void (Owner::*op)(Arg))
     {
         this->template append_op<Owner>(receiver, op);
     }
 
     /// The same for a const member function.
-    template<class Dest, class Owner>
+    template<class Dest, class Owner, std::enable_if_t<is_receiver<Dest>, int> = 0>
     void connect(Dest* receiver, void (Owner::*op)(Arg) const)
     {
         this->template append_op<Owner>(receiver, op);
     }
 
     /// For the message only: no other operation can be connected.
-    template<class Dest, class Op, class = typename operation_traits<Op, Arg>::type>
+    template<class Dest, class Op, class = typename operation_traits<Op, Arg>::type,
+             std::enable_if_t<is_receiver<Dest>, int> = 0>
     void connect(Dest* /*receiver*/, Op /*op*/)
     {
         static_assert(
             sizeof(Op) == 0,
             "an operation that a signal calls returns void and takes one argument, of exactly the signal's type");
+    }
+
+    /// Calls anything that can be called with the signal's argument or with none, a copy of it, as long as the
+    /// connection lasts. It may be destroyed in its own call, which it outlives.
+    template<class Call>
+    [[nodiscard]] connection connect(Call callable)
+    {
+        static_assert(std::is_invocable_v<Call&, Arg> || std::is_invocable_v<Call&>,
+                      "what is connected takes the signal's argument, or none");
+        if constexpr (std::is_invocable_v<Call&, Arg> || std::is_invocable_v<Call&>)
+        {
+            using receiver = callable_receiver<Call, Arg>;
+            auto made = std::make_shared<receiver>(std::move(callable));
+            this->template append_op<receiver>(made.get(), &receiver::receive);
+            return connection(std::move(made));
+        }
+        else
+            return connection();
+    }
+
+    /// Calls a member function of an object that is no receiver and outlives the connection.
+    template<class Object, class Op, std::enable_if_t<!is_receiver<Object>, int> = 0>
+    [[nodiscard]] connection connect(Object* object, Op op)
+    {
+        static_assert(std::is_invocable_v<Op, Object*, Arg> || std::is_invocable_v<Op, Object*>,
+                      "the member function takes the signal's argument, or none");
+        if constexpr (std::is_invocable_v<Op, Object*, Arg>)
+            return connect([object, op](Arg arg) { std::invoke(op, object, arg); });
+        else if constexpr (std::is_invocable_v<Op, Object*>)
+            return connect([object, op] { std::invoke(op, object); });
+        else
+            return connection();
     }
 
     /// Calls every connection in order. Allocates nothing. Without connections it returns at once, without the lock:

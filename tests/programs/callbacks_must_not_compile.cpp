@@ -25,6 +25,7 @@ struct Lamp : sigslot::has_slots<>
 struct Wall
 {
     void set(int) {}
+    void setTwo(int, int) {}
 };
 
 void signals()
@@ -44,9 +45,12 @@ void signals()
 #ifdef TWO_ARGUMENTS // an operation that a signal calls returns void and takes one argument, of exactly the signal's type
     signal.connect(&lamp, &Lamp::setTwo);
 #endif
-#ifdef NO_RECEIVER // a receiver derives from sigslot::has_slots<>
+#ifdef NO_RECEIVER // the member function takes the signal's argument, or none
     Wall wall;
-    signal.connect(&wall, &Wall::set);
+    auto kept = signal.connect(&wall, &Wall::setTwo);
+#endif
+#ifdef CALLABLE // what is connected takes the signal's argument, or none
+    auto called = signal.connect([](std::string) {});
 #endif
 #ifdef OPERATION_OF_ANOTHER // the operation belongs to the receiver or to one of its bases
     signal.connect(&lamp, &Wall::set);

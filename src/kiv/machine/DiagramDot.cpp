@@ -101,7 +101,8 @@ private:
 
     void writeHistory(const CAbstractState* history)
     {
-        line(nodeOf(history) + " [shape=circle, label=\"H\", width=0.28, height=0.28, fixedsize=true, margin=0];");
+        line(nodeOf(history) + " [shape=circle, label=\"" + (isDeep(history) ? "H*" : "H") +
+             "\", width=0.28, height=0.28, fixedsize=true, margin=0];");
         if (const CAbstractState* fallback = defaultOf(history))
             writeEdge(nodeOf(history), headOf(fallback), cut("lhead", fallback) + ", style=dotted");
     }
@@ -158,7 +159,9 @@ private:
         const CAbstractState* const source = transition->source();
         const CAbstractState* const target = transition->target();
         const std::string label = plan.labelOf(transition);
-        const std::string style = transition->isFinishedTransition() ? ", style=dashed" : "";
+        const std::string style = transition->isFinishedTransition() ? ", style=dashed"
+                                  : transition->isInternal()         ? ", style=dotted"
+                                                                     : "";
         const bool isTurn =
             (asGroup(source) && contains(source, target)) || (asGroup(target) && contains(target, source));
         if (isTurn)

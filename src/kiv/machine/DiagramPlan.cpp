@@ -7,6 +7,8 @@
 #include <kiv/StateMachine.h>
 #include <kiv/Transition.h>
 
+#include "kiv/machine/TransitionText.h"
+
 namespace Kiv
 {
 
@@ -84,6 +86,11 @@ const CAbstractState* defaultOf(const CAbstractState* history)
     return static_cast<const CHistoryState*>(history)->defaultState();
 }
 
+bool isDeep(const CAbstractState* history)
+{
+    return static_cast<const CHistoryState*>(history)->historyType() == HistoryDeep;
+}
+
 CDiagramPlan::CDiagramPlan(const CStateMachine& drawn) : subject(drawn)
 {
     addGroup(&subject);
@@ -130,15 +137,13 @@ const std::vector<const CTransition*>& CDiagramPlan::arrowsWithin(const CState* 
 
 std::string CDiagramPlan::labelOf(const CTransition* transition) const
 {
-    std::string causes;
-    for (const unsigned event : subject.eventsOf(transition))
-        causes += (causes.empty() ? "" : ", ") + std::to_string(event);
+    const std::string causes = causesText(subject, *transition);
     const std::string& name = transition->name();
-    if (transition->isFinishedTransition() && name.find("inished") == name.npos)
-        causes += causes.empty() ? "finished" : ", finished";
-    if (causes.empty())
-        return name;
-    return name.empty() ? "(" + causes + ")" : name + " (" + causes + ")";
+    const std::string cause = causes.empty() || name.empty() ? name : name + " ";
+    const std::string label = withGuard(causes.empty() ? name : cause + "(" + causes + ")", *transition);
+    if (!transition->isInternal())
+        return label;
+    return label.empty() ? "internal" : "internal: " + label;
 }
 
 } // namespace Kiv

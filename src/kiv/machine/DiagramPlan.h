@@ -32,7 +32,7 @@ public:
     /// being one of them.
     const std::vector<const CTransition*>& arrowsWithin(const CState* group) const;
 
-    /// The name, and in parentheses what fires it; may be empty.
+    /// The name, in parentheses what fires it, and in brackets its guard; may be empty.
     std::string labelOf(const CTransition* transition) const;
 
 private:
@@ -54,6 +54,9 @@ inline bool isParallel(const CState* group) { return group->childMode() == CStat
 
 /// The state that an entry goes to, if it belongs to the group.
 const CAbstractState* entryOf(const CState* group);
+
+/// True for a history state that resumes all levels.
+bool isDeep(const CAbstractState* history);
 
 /// The default state of a history state that can be entered by it.
 const CAbstractState* defaultOf(const CAbstractState* history);

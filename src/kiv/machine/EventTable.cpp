@@ -24,6 +24,7 @@ void CEventTable::add(unsigned char eventNo, CTransition* transition)
     auto& transitions = rows[eventNo].transitions;
     if (std::find(transitions.begin(), transitions.end(), transition) == transitions.end())
         transitions.push_back(transition);
+    rows[eventNo].drawnAsOf = 0;
     noteOnlyOne(eventNo);
 }
 
@@ -34,8 +35,11 @@ void CEventTable::remove(const CTransition* transition)
     {
         auto& transitions = rows[event].transitions;
         transitions.erase(std::remove(transitions.begin(), transitions.end(), transition), transitions.end());
+        rows[event].drawnAsOf = 0;
         noteOnlyOne(event);
     }
+    std::replace(chosen.begin(), chosen.end(), const_cast<CTransition*>(transition),
+                 static_cast<CTransition*>(nullptr));
 }
 
 void CEventTable::clear()
@@ -104,11 +108,13 @@ void CEventTable::mark(EventRow& row)
     const auto isForeign = [machine](const CTransition* each) { return !machine || each->machine() != machine; };
     if (std::any_of(row.transitions.begin(), row.transitions.end(), isForeign))
         return;
+    if (asDrawn)
+        draw(row, *machine);
     row.markedCount = row.transitions.size();
     row.marks.assign((row.markedCount + wordSize - 1) / wordSize, 0);
     for (std::size_t i = 0; i < row.markedCount; ++i)
     {
-        CState& source = *row.transitions[i]->source();
+        CState& source = *(asDrawn ? row.drawn[i].transition : row.transitions[i])->source();
         CActiveMarks& marks = marksOf(source);
         marks.places.push_back({&row.marks[i / wordSize], std::uint64_t{1} << i % wordSize});
         marks.set(source.isActive());

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include <kiv/State.h>
+#include <kiv/StateMachine.h>
 #include <kiv/Transition.h>
 
 namespace Kiv
@@ -21,7 +22,18 @@ namespace Kiv
 /// The transitions of one event number, in the order of registration.
 struct EventRow
 {
+    /// A transition in the order of the drawing: inner states before outer ones. The states that its source contains
+    /// have the numbers from `firstInside` to `number`, which is its own.
+    struct Drawn
+    {
+        CTransition* transition;
+        unsigned firstInside;
+        unsigned number;
+    };
+
     std::vector<CTransition*> transitions;
+    std::vector<Drawn> drawn;    ///< for dispatch as drawn; looked for anew when the tree or the row changes
+    std::uint64_t drawnAsOf = 0; ///< the version of the tree
     std::size_t markedCount = 0; ///< how many of them have a bit; those that were registered later have none
     std::vector<std::uint64_t> marks;
 };
@@ -65,6 +77,13 @@ public:
     /// Gives bits to the rows of many transitions; their sources' states must not change meanwhile.
     void mark();
 
+    /// Chooses the order of the drawing, or that of registration; before mark().
+    void setAsDrawn(bool asDrawn);
+    bool isAsDrawn() const { return asDrawn; }
+
+    /// Fires in each active region the innermost transition that its guard allows; all are chosen before one fires.
+    void fireAsDrawn(unsigned char eventNo, CStateMachine& machine);
+
     std::vector<unsigned char> eventsOf(const CTransition* transition) const;
     std::vector<CTransition*> transitionsOf(unsigned char eventNo) const;
 
@@ -104,8 +123,11 @@ private:
     void noteOnlyOne(std::size_t eventNo)
     {
         const auto& transitions = rows[eventNo].transitions;
-        onlyOnes[eventNo] = transitions.size() == 1 ? transitions.front() : nullptr;
+        onlyOnes[eventNo] = transitions.size() == 1 && !asDrawn ? transitions.front() : nullptr;
     }
+
+    void choose(const EventRow& row);
+    void draw(EventRow& row, const CStateMachine& machine);
 
     static std::size_t nextMarked(const EventRow& row, std::size_t from);
     void unmark();
@@ -115,6 +137,8 @@ private:
     std::array<CTransition*, 256> onlyOnes{}; // of the rows with one transition: most have no more
     std::vector<EventRow> rows;
     std::vector<std::unique_ptr<CActiveMarks>> marked;
+    std::vector<CTransition*> chosen; // a stack, since an event may be handled inside another
+    bool asDrawn = false;
 };
 
 } // namespace Kiv

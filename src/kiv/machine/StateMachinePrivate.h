@@ -6,26 +6,30 @@
 #ifndef KIV_STATEMACHINEPRIVATE_H
 #define KIV_STATEMACHINEPRIVATE_H
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include <kiv/Deadline.h>
 #include <kiv/StateMachine.h>
 #include <kiv/Thread.h>
 #include <kiv/Transition.h>
 
 #include "kiv/env/qt/core/MsgQueue.h"
 #include "kiv/machine/EventTable.h"
+#include "kiv/machine/Timeouts.h"
 
 namespace Kiv
 {
 
-/// A queued transition, or without one an event number.
+/// A queued transition, or without one an event number and what the event carries.
 struct Event
 {
     unsigned char event = 0;
     CTransition* transition = nullptr;
+    CEventValue value{};
 };
 
 class StateMachinePrivate : public CThread
@@ -40,6 +44,12 @@ public:
     void post(const Event& event);
     void process();
     void handle(unsigned char eventNo);
+    void handle(unsigned char eventNo, const CEventValue& value);
+
+    /// Leaves the active state as soon as the event in work is done.
+    void requestEnd() { endRequested = true; }
+    bool hasToEnd() const { return endRequested; }
+    void end();
 
     /// Nothing that is queued or registered fires the transition any more.
     void withdraw(const CTransition* transition);
@@ -66,6 +76,9 @@ public:
 
     CStateMachine* const machine;
     CEventTable table;
+    CTimeouts timeouts;
+    const CEventValue* valueInWork = nullptr; ///< of the event that is handled
+    std::array<std::string, 256> eventNames;
     cb::Callback1<void, const std::string&> logCallback;
     std::atomic<std::uint64_t> dropped{0};
     CMsgQueue<Event> queue;
@@ -78,7 +91,9 @@ public:
 private:
     void run() override;
     void drop(const Event& event);
-    bool take(Event& event);
+    bool take(Event& event, CDeadline& idleEnd);
+    void fireDue();
+    void handle(const Event& event);
     void requestWorkerStop();
     void setWorking(bool begins);
     void markWorking(bool begins) KIV_REQUIRES(handOver);
@@ -89,6 +104,7 @@ private:
     const CStateMachine::eProcessingType processingType;
     CTransition nothing{nullptr}; // stands in the queue for a transition that has gone; never fires
     std::atomic<bool> abandonQueue{false};
+    bool endRequested = false; // the processing thread's own
     CPlainMutex handOver;
     bool working KIV_GUARDED_BY(handOver) = false;
     bool exitByWorker KIV_GUARDED_BY(handOver) = false;

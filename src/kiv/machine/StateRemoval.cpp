@@ -100,6 +100,8 @@ void CState::forgetWaysTo(const CAbstractState* state, const CState* asGroup)
         if (target == state || (asGroup && target && asGroup->holds(target)))
             transition->setTargetState(nullptr);
     }
+    for (CAbstractState* history : histories)
+        static_cast<CHistoryState*>(history)->forget(state);
     for (CAbstractState* child : childStates)
     {
         if (child->kind == StateTypeState)
@@ -124,6 +126,9 @@ void CHistoryState::forget(const CAbstractState* state)
         defaultChild = nullptr;
     if (rememberedChild == state)
         rememberedChild = nullptr;
+    const auto place = std::find(rememberedBelow.begin(), rememberedBelow.end(), state);
+    if (place != rememberedBelow.end())
+        rememberedBelow.erase(place, rememberedBelow.end());
 }
 
 } // namespace Kiv

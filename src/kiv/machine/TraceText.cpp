@@ -43,11 +43,19 @@ bool isOfState(eTraceRecordType type) { return type == TraceStateEntered || type
 bool isOfEvent(eTraceRecordType type) { return type == TraceEventHandled || type == TraceEventDropped; }
 bool isDrop(eTraceRecordType type) { return type == TraceEventDropped || type == TraceTransitionDropped; }
 
+/// "open (6)", or the number alone.
+std::string nameOf(unsigned char eventNo, const TraceEventNames& names)
+{
+    const std::string number = std::to_string(eventNo);
+    return names[eventNo].empty() ? number : names[eventNo] + " (" + number + ")";
+}
+
 class CChromeWriter
 {
 public:
-    CChromeWriter(const std::vector<RawTraceRecord>& traceRecords, const TraceSubjects& traceSubjects)
-        : records(traceRecords), subjects(traceSubjects), process(std::to_string(getpid()))
+    CChromeWriter(const std::vector<RawTraceRecord>& traceRecords, const TraceSubjects& traceSubjects,
+                  const TraceEventNames& eventNames)
+        : records(traceRecords), subjects(traceSubjects), names(eventNames), process(std::to_string(getpid()))
     {}
 
     std::string written(std::uint64_t lostRecords)
@@ -138,7 +146,7 @@ private:
 
     void writeMark(const RawTraceRecord& record)
     {
-        std::string name = "event " + std::to_string(record.eventNo);
+        std::string name = "event " + nameOf(record.eventNo, names);
         std::string arguments = "\"event\":" + std::to_string(record.eventNo);
         if (!isOfEvent(record.type))
         {
@@ -154,6 +162,7 @@ private:
 
     const std::vector<RawTraceRecord>& records;
     const TraceSubjects& subjects;
+    const TraceEventNames& names;
     const std::string process;
     std::unordered_set<const void*> open; // states whose bar has begun
     std::string events;
@@ -168,7 +177,8 @@ std::string describe(const TraceSubject& subject)
     return (subject.name.empty() ? "" : subject.name + ": ") + subject.path + " -> " + subject.target;
 }
 
-std::string traceText(const std::vector<RawTraceRecord>& records, const TraceSubjects& subjects)
+std::string traceText(const std::vector<RawTraceRecord>& records, const TraceSubjects& subjects,
+                      const TraceEventNames& names)
 {
     std::string text;
     for (const RawTraceRecord& record : records)
@@ -177,16 +187,16 @@ std::string traceText(const std::vector<RawTraceRecord>& records, const TraceSub
         std::snprintf(begin, sizeof begin, "%" PRId64 ".%09d [%d] %s ", record.time_ns / 1000000000,
                       static_cast<int>(record.time_ns % 1000000000), record.threadId, verbOf(record.type));
         const std::string what =
-            isOfEvent(record.type) ? std::to_string(record.eventNo) : describe(subjects.at(record.subject));
+            isOfEvent(record.type) ? nameOf(record.eventNo, names) : describe(subjects.at(record.subject));
         text += begin + what + "\n";
     }
     return text;
 }
 
 std::string traceChromeJson(const std::vector<RawTraceRecord>& records, const TraceSubjects& subjects,
-                            std::uint64_t lostRecords)
+                            const TraceEventNames& names, std::uint64_t lostRecords)
 {
-    return CChromeWriter(records, subjects).written(lostRecords);
+    return CChromeWriter(records, subjects, names).written(lostRecords);
 }
 
 } // namespace Kiv

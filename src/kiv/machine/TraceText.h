@@ -20,15 +20,19 @@ struct TraceSubject
     int track = 0;        ///< of a state: the region of a parallel group that it stands in; 0 outside of all
 };
 
+/// Of the events that have one.
+using TraceEventNames = std::vector<std::string>;
+
 using TraceSubjects = std::unordered_map<const void*, TraceSubject>;
 
 /// A state's path, or "NAME: SOURCE -> TARGET".
 std::string describe(const TraceSubject& subject);
 
-std::string traceText(const std::vector<RawTraceRecord>& records, const TraceSubjects& subjects);
+std::string traceText(const std::vector<RawTraceRecord>& records, const TraceSubjects& subjects,
+                      const TraceEventNames& names);
 
 std::string traceChromeJson(const std::vector<RawTraceRecord>& records, const TraceSubjects& subjects,
-                            std::uint64_t lostRecords);
+                            const TraceEventNames& names, std::uint64_t lostRecords);
 
 } // namespace Kiv
 

@@ -9,6 +9,7 @@
 #include <kiv/Transition.h>
 
 #include "kiv/machine/EventTable.h"
+#include "kiv/machine/TransitionDetails.h"
 
 namespace Kiv
 {
@@ -24,7 +25,9 @@ public:
         HasPlainHooks = 2,  ///< a CState and no class derived from it: no virtual calls
         HasActiveMarks = 4, ///< a state in the row of an event with many transitions
         HasHook = 8,        ///< a class derived from CTransition
-        HasGroups = 16      ///< groups on the way down, which have to be told where to go
+        HasGroups = 16,     ///< groups on the way down, which have to be told where to go
+        HasAction = 32,     ///< a callback of the transition's
+        HasTimeouts = 64    ///< a state that is left after a time
     };
 
     static void note(std::atomic<unsigned char>& extras, eExtra extra, bool has)
@@ -59,8 +62,8 @@ public:
     /// Fires a transition that is registered with the machine.
     static void fire(CTransition& transition, const CStateMachine& machine)
     {
-        // A way of this machine has a source, a target and no log to write.
-        if (transition.wayAsOf != machine.quietVersion)
+        // As of this version it has a source, a target and a way, there is no guard to ask and no log to write.
+        if (transition.plainAsOf != machine.quietVersion)
             return fire(transition);
         if (!transition.sourceState->isActive())
             return;
@@ -83,7 +86,22 @@ public:
         const CStateMachine* const machine = source->machineCache.load(std::memory_order_relaxed);
         if ((!machine || transition.wayAsOf != machine->treeVersion) && !findsWay(transition))
             return;
+        if (allows(transition))
+            fireDecided(transition);
+    }
+
+    /// True if the transition has no guard that refuses it.
+    static bool allows(const CTransition& transition)
+    {
+        return !transition.details || !transition.details->guard || transition.details->guard();
+    }
+
+    /// Fires a transition that is ready, knows its way and has been allowed.
+    static void fireDecided(CTransition& transition)
+    {
         transition.logTransition();
+        if (transition.isInternal())
+            return passWithExtras(transition);
         const CAbstractState* const target = transition.targetState;
         exit(*transition.way.left);
         passWithExtras(transition);
@@ -93,6 +111,27 @@ public:
             transition.enterNewTarget();
     }
 
+    /// True if the transition could fire now, but for its guard.
+    static bool isReady(CTransition& transition)
+    {
+        const CState* const source = transition.sourceState;
+        if (!source || !source->isActive() || !transition.targetState)
+            return false;
+        const CStateMachine* const machine = source->machineCache.load(std::memory_order_relaxed);
+        return (machine && transition.wayAsOf == machine->treeVersion) || findsWay(transition);
+    }
+
+    /// True if firing `first` leaves the source of `second`.
+    static bool leavesSourceOf(const CTransition& first, const CTransition& second)
+    {
+        const CAbstractState* state = second.sourceState;
+        while (state && state != first.way.left)
+            state = state->parentState();
+        return state != nullptr && !first.isInternal();
+    }
+
+    static std::uint64_t versionOf(const CStateMachine& machine) { return machine.treeVersion; }
+
     /// Finds the transition's way before it fires.
     static void prepare(CTransition& transition)
     {
@@ -101,6 +140,13 @@ public:
     }
 
     static void prepare(CState& state) { note(state.extras, HasPlainHooks, typeid(state) == typeid(CState)); }
+
+    /// Room for what a deep one remembers of a group with so many states.
+    static void prepare(CHistoryState& history, std::size_t states)
+    {
+        if (history.historyType() == HistoryDeep)
+            history.rememberedBelow.reserve(states);
+    }
 
     static void log(const CAbstractState& state, const char* hook)
     {
@@ -126,6 +172,8 @@ private:
     {
         if (state.activeMarks)
             state.activeMarks->set(true);
+        if (has(state.extras, HasTimeouts))
+            armTimeouts(static_cast<CState&>(state), true);
         state.emitEntered();
         if (has(state.extras, HasPlainHooks))
             static_cast<CState&>(state).CState::onEntry();
@@ -135,6 +183,8 @@ private:
 
     [[gnu::noinline]] static void exitWithExtras(CAbstractState& state)
     {
+        if (has(state.extras, HasTimeouts))
+            armTimeouts(static_cast<CState&>(state), false);
         if (has(state.extras, HasPlainHooks))
             static_cast<CState&>(state).CState::onExit();
         else
@@ -150,10 +200,21 @@ private:
         const CAbstractState* const target = transition.targetState;
         if (has(transition.extras, HasHook))
             transition.onTransition();
+        if (has(transition.extras, HasAction))
+            act(transition);
         transition.emitTriggered();
         if (has(transition.extras, HasGroups) && transition.targetState == target)
             transition.presetWay();
     }
+
+    /// A copy, since the action may set another one.
+    static void act(const CTransition& transition)
+    {
+        const cb::Callback0<void> action = transition.details->action;
+        action();
+    }
+
+    static void armTimeouts(CState& state, bool arm);
 
     static bool has(const std::atomic<unsigned char>& extras, eExtra extra)
     {

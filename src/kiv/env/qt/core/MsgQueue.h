@@ -73,18 +73,19 @@ public:
     /// the reader was interrupted. Belongs to one thread at a time.
     bool read(T& item, unsigned int timeoutMs)
     {
-        if (isEmpty() && !(timeoutMs > 0 && waitForItem(timeoutMs)))
+        const auto limit = [timeoutMs] { return CDeadline::in(std::chrono::milliseconds(timeoutMs)); };
+        if (isEmpty() && !(timeoutMs > 0 && waitForItem(limit)))
             return false;
-        item = buffer[readIndex];
-        readIndex = next(readIndex);
-        busy = true;
-        count.fetch_sub(1);
-        if (writersWaiting.load() > 0)
-        {
-            // The writer is asleep, or not yet and will see the room.
-            const CPlainLock lock(mutex);
-            notFull.wakeOne();
-        }
+        takeFirst(item);
+        return true;
+    }
+
+    /// Waits until a deadline in the same way.
+    bool read(T& item, const CDeadline& deadline)
+    {
+        if (isEmpty() && !waitForItem([&deadline] { return deadline; }))
+            return false;
+        takeFirst(item);
         return true;
     }
 
@@ -133,14 +134,29 @@ private:
         return !isFull();
     }
 
-    bool waitForItem(unsigned int timeoutMs)
+    void takeFirst(T& item)
+    {
+        item = buffer[readIndex];
+        readIndex = next(readIndex);
+        busy = true;
+        count.fetch_sub(1);
+        if (writersWaiting.load() > 0)
+        {
+            // The writer is asleep, or not yet and will see the room.
+            const CPlainLock lock(mutex);
+            notFull.wakeOne();
+        }
+    }
+
+    template<class Limit>
+    bool waitForItem(Limit limit)
     {
         // Spins only when the last element is fresh: an idle machine sleeps.
         if (busy && spinUntil([this] { return !isEmpty(); }))
             return true;
         busy = false;
         const CPlainLock lock(mutex);
-        const CDeadline deadline = CDeadline::in(std::chrono::milliseconds(timeoutMs));
+        const CDeadline deadline = limit();
         readerWaits = true;
         while (isEmpty() && !interrupted && notEmpty.wait(mutex, deadline))
         {}
