@@ -18,6 +18,7 @@ import urllib.request
 try:
     from prometheus_client.openmetrics.parser import text_string_to_metric_families
     from selenium import webdriver
+    from selenium.common.exceptions import WebDriverException
     from selenium.webdriver.chrome.service import Service
     from selenium.webdriver.common.by import By
     from selenium.webdriver.support.ui import WebDriverWait
@@ -178,7 +179,11 @@ if __name__ == "__main__":
     if not pathlib.Path("/usr/bin/chromium").exists() or not pathlib.Path("/usr/bin/chromedriver").exists():
         print("skipped: no chromium with its driver")
         sys.exit(125)
-    os.environ["SE_OFFLINE"] = "true"
+    try:
+        browser().quit()
+    except WebDriverException as error:
+        print(f"skipped: the browser does not start here: {error.msg}")
+        sys.exit(125)
     if len(sys.argv) > 3:
         sys.exit(make_picture(*sys.argv[3:]))
     unittest.main(argv=sys.argv[:1], verbosity=2)
