@@ -224,6 +224,7 @@ TEST(VirtualClock, ThreadOfTheProgramTakesPartFromItsFirstWaitOn)
     Kiv::CEventQueue<int, 4> questions;
     Kiv::CEventQueue<int, 4> answers;
     std::thread program([&] {
+        Kiv::CThread::sleep(1); // its first wait: before the first answer, whoever is quicker
         for (int question = 0; questions.take(question, CDeadline::never());)
             answers.post(2 * question);
     });
