@@ -36,8 +36,11 @@ public:
     CEventValue(const CEventValue& other) : type(other.type) { copyBytes(other); }
     CEventValue& operator=(const CEventValue& other)
     {
-        type = other.type;
-        copyBytes(other);
+        if (this != &other)
+        {
+            type = other.type;
+            copyBytes(other);
+        }
         return *this;
     }
     ~CEventValue() = default;

@@ -254,15 +254,19 @@ bool CTerminableThread::begin(CThreadScheduling::Refusals& refusals)
 
 void CTerminableThread::end()
 {
+    ITimeSource* tookPartIn = nullptr;
+    void* tookPartAs = nullptr;
     {
         const CPlainLock guard(gate);
         state = StateEnded;
+        tookPartIn = source; // the next launch() sets both anew
+        tookPartAs = token;
         if (Time::source() != nullptr)
             changed.wakeAll();
     }
     happensBefore(this);
-    if (source != nullptr)
-        source->endThread(token);
+    if (tookPartIn != nullptr)
+        tookPartIn->endThread(tookPartAs);
 }
 
 } // namespace Kiv
