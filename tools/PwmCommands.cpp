@@ -195,7 +195,9 @@ void list(const PwmOptions& options)
             object.addText("holder", holder);
             std::string place = "pwmchip" + std::to_string(chip);
             place.append(" ").append(device).append(toText(channel));
-            lines.push_back(options.json ? object.text() : place + (isHeld ? ", held by " + holder : ""));
+            if (isHeld)
+                place.append(", held by ").append(holder);
+            lines.push_back(options.json ? object.text() : place);
         }
     }
     if (options.json)

@@ -72,6 +72,7 @@ public:
     std::vector<TraceRecord> told(const std::vector<RawTraceRecord>& records) const
     {
         std::vector<TraceRecord> result;
+        result.reserve(records.size());
         for (const RawTraceRecord& raw : records)
             result.push_back({raw.time_ns, raw.threadId, raw.type, raw.eventNo,
                               raw.subject ? describe(subjects.at(raw.subject)) : std::string()});

@@ -140,7 +140,7 @@ std::string CDiagramPlan::labelOf(const CTransition* transition) const
     const std::string causes = causesText(subject, *transition);
     const std::string& name = transition->name();
     const std::string cause = causes.empty() || name.empty() ? name : name + " ";
-    const std::string label = withGuard(causes.empty() ? name : cause + "(" + causes + ")", *transition);
+    std::string label = withGuard(causes.empty() ? name : cause + "(" + causes + ")", *transition);
     if (!transition->isInternal())
         return label;
     return label.empty() ? "internal" : "internal: " + label;
