@@ -14,10 +14,10 @@ namespace Kiv
 /// What volts mean to a person, and which readings can be: reading = atZeroVolts + volts * perVolt.
 struct AnalogUnit
 {
-    double perVolt = 1;
-    double atZeroVolts = 0;
+    double perVolt = 1;                                        ///< how many of the unit a volt is
+    double atZeroVolts = 0;                                    ///< in the unit
     double minimum = -std::numeric_limits<double>::infinity(); ///< of what is read, in the unit
-    double maximum = std::numeric_limits<double>::infinity();
+    double maximum = std::numeric_limits<double>::infinity();  ///< the same
 };
 
 /// Reads the input anew at every call: the converter's number, and what the driver says of it.

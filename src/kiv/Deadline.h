@@ -51,6 +51,7 @@ public:
     /// Expires when the clock shows `instant`.
     static CDeadline at(std::chrono::nanoseconds instant, eClock clock = ClockMonotonic);
 
+    /// It never expires.
     static CDeadline never() { return {}; }
 
     /// The one of them that comes first by the present state of both clocks; never() of none.
@@ -67,6 +68,7 @@ public:
         return *this;
     }
 
+    /// True for never().
     bool isNever() const { return moment >= endOfTime; }
 
     /// True from the very nanosecond of the deadline on.
@@ -78,6 +80,7 @@ public:
     /// What the clock shows then; nanoseconds::max() for never.
     std::chrono::nanoseconds instant() const { return moment; }
 
+    /// The clock on which it lies.
     eClock clock() const { return clockUsed; }
 
 private:

@@ -33,7 +33,9 @@ class KIV_API CEventValue
 {
 public:
     CEventValue() = default;
+    /// Copies the bytes that are used.
     CEventValue(const CEventValue& other) : type(other.type) { copyBytes(other); }
+    /// The same.
     CEventValue& operator=(const CEventValue& other)
     {
         if (this != &other)
@@ -45,6 +47,7 @@ public:
     }
     ~CEventValue() = default;
 
+    /// Holds a copy of the value.
     template<class T>
     static CEventValue of(const T& value)
     {
@@ -66,6 +69,7 @@ public:
         return *static_cast<const T*>(std::memcpy(&value, bytes, sizeof value));
     }
 
+    /// True if it holds nothing.
     bool isEmpty() const { return type == nullptr; }
 
 private:

@@ -23,9 +23,9 @@ enum eGpioFirstValue : int
 /// How a line is wanted.
 struct GpioLineSettings
 {
-    ePinDirection direction = PinDirectionInput;
-    eGpioFirstValue first = GpioFirstLow; ///< of an output
-    ePinMode mode = PinModeActiveHigh;
+    ePinDirection direction = PinDirectionInput; ///< input or output
+    eGpioFirstValue first = GpioFirstLow;        ///< of an output
+    ePinMode mode = PinModeActiveHigh;           ///< which level counts as 1
     eGpioEdge edge = GpioEdgeNone; ///< of an input, in logical values; CGpioEdge of <kiv/sysfs_tools.h> waits for it
     bool isReleased = false;       ///< the destructor gives the line back; otherwise it stays exported as it is
     unsigned int accessTimeoutMs = 1000; ///< how long udev may take to grant access
@@ -70,6 +70,7 @@ public:
     /// Forgets the line, which stays exported as it is.
     void leave();
 
+    /// True from a successful take() to the release.
     bool isTaken() const;
     /// It was exported before it was taken.
     bool isAdopted() const;

@@ -20,11 +20,11 @@ class CGpioRequestPrivate;
 /// How the lines of a request are wanted, all of them alike.
 struct GpioRequestSettings
 {
-    bool isDirectionKept = false; ///< the lines are only read, and the direction below does not count
-    ePinDirection direction = PinDirectionInput;
-    std::uint64_t firstValues = 0; ///< of outputs: bit 0 is the first line's logical value, without a glitch
-    ePinMode mode = PinModeActiveHigh;
-    eGpioBias bias = GpioBiasAsIs;
+    bool isDirectionKept = false;                ///< the lines are only read, and the direction below does not count
+    ePinDirection direction = PinDirectionInput; ///< of all lines
+    std::uint64_t firstValues = 0;        ///< of outputs: bit 0 is the first line's logical value, without a glitch
+    ePinMode mode = PinModeActiveHigh;    ///< which level counts as 1
+    eGpioBias bias = GpioBiasAsIs;        ///< the pull of the lines
     eGpioDrive drive = GpioDrivePushPull; ///< of outputs
     eGpioEdge edge = GpioEdgeNone;        ///< of inputs, in logical values
     unsigned int debounceUs = 0;          ///< how long an input's level must stay to count; 0: not debounced
@@ -77,6 +77,7 @@ public:
     int reconfigure(const GpioRequestSettings& settings);
     void release();
 
+    /// True while the lines are held.
     bool isRequested() const;
     /// In the order of the request.
     const std::vector<unsigned int>& offsets() const;

@@ -26,7 +26,7 @@ enum eIniLine : int
 /// One line of a file.
 struct IniLine
 {
-    eIniLine kind;
+    eIniLine kind;          ///< what stands in it
     std::string text;       ///< as it stands in the file, with its line break
     std::string name;       ///< of the section or key
     std::string value;      ///< of the key

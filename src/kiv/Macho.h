@@ -200,7 +200,10 @@ private:
     static constexpr unsigned underWay = stopped + 1;
     // A type of its own, not a number: as a byte it could be a part of anything that an on() reads or writes, and every
     // step of a transition would have to store it.
-    enum eStored : std::conditional_t<underWay + stopped <= 0xff, std::uint8_t, std::uint16_t>{};
+    using StoredNumber = std::conditional_t<underWay + stopped <= 0xff, std::uint8_t, std::uint16_t>;
+    enum eStored : StoredNumber
+    {
+    };
     static constexpr auto layout = Tables::layout();
 
     /// Why a transition fires.

@@ -19,8 +19,8 @@ class COperatingHoursPrivate;
 /// What a counter shows.
 struct OperatingHours
 {
-    std::chrono::milliseconds total{0};
-    std::uint64_t starts = 0; ///< how often it began to run
+    std::chrono::milliseconds total{0}; ///< how long it has run
+    std::uint64_t starts = 0;           ///< how often it began to run
 };
 
 /// Counts how long something has run and how often it was started, and keeps both in a file.
@@ -80,11 +80,13 @@ public:
     /// Ends that, and has it saved; nothing while it does not run.
     void stop();
 
+    /// True between start() and stop().
     bool isRunning() const;
 
     /// Adds what somebody else has measured, such as the drive itself. Negative spans add nothing.
     void add(std::chrono::milliseconds span, std::uint64_t starts = 0);
 
+    /// What has been counted up to now.
     OperatingHours reading() const;
 
     /// Writes now and waits until the medium has it.

@@ -15,16 +15,16 @@ class CPwmOutputPrivate;
 /// What a channel puts out; times in nanoseconds, from 0 to 2^31 - 1.
 struct PwmWave
 {
-    unsigned int periodNs = 0;
-    unsigned int dutyCycleNs = 0; ///< at most the period
-    ePWMPolarity polarity = PWMPolarityNormal;
-    bool isOn = false;
+    unsigned int periodNs = 0;                 ///< nanoseconds
+    unsigned int dutyCycleNs = 0;              ///< at most the period
+    ePWMPolarity polarity = PWMPolarityNormal; ///< which level the duty cycle means
+    bool isOn = false;                         ///< the channel gives pulses
 };
 
 /// How a channel is wanted.
 struct PwmOutputSettings
 {
-    PwmWave wave;
+    PwmWave wave;                        ///< what it gives
     bool isKept = false;                 ///< an adopted channel that has a period goes on as it runs
     bool isReleased = false;             ///< the destructor switches the channel off and gives it back
     unsigned int accessTimeoutMs = 1000; ///< how long udev may take to grant access
@@ -69,6 +69,7 @@ public:
     /// Forgets the channel, which stays exported and runs on.
     void leave();
 
+    /// True from a successful take() to the release.
     bool isTaken() const;
     /// It was exported before it was taken.
     bool isAdopted() const;

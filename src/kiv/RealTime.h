@@ -22,6 +22,7 @@
 namespace Kiv
 {
 
+/// How the kernel chooses between threads that could run (sched(7)).
 enum eRealTimePolicy : int
 {
     RealTimeNone = 0,      ///< ordinary scheduling

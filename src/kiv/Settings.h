@@ -43,28 +43,29 @@ enum eSettingKind : int
 struct SettingValue
 {
     std::int64_t number = 0; ///< integer, truth, choice; a duration in nanoseconds; seconds since midnight or 1970
-    double real = 0;
-    std::string text;
+    double real = 0;         ///< of reals
+    std::string text;        ///< of texts
 };
 
 /// A key of a section whose keys are the user's.
 struct SettingsEntry
 {
-    std::string key;
-    std::string value;
+    std::string key;   ///< as it stands in the file
+    std::string value; ///< the same
 };
 
+/// True if both are the same.
 inline bool operator==(const SettingsEntry& a, const SettingsEntry& b) { return a.key == b.key && a.value == b.value; }
 
 /// Something wrong in a file.
 struct KIV_API SettingsFault
 {
-    std::string file;
-    std::size_t line; ///< from 1; for what is missing, where it should stand
-    std::string section;
-    std::string key;    ///< empty where the fault is not one of a key
-    std::string found;  ///< what stands there
-    std::string reason; ///< what is wrong with it, and what is allowed
+    std::string file;    ///< its path
+    std::size_t line;    ///< from 1; for what is missing, where it should stand
+    std::string section; ///< its name
+    std::string key;     ///< empty where the fault is not one of a key
+    std::string found;   ///< what stands there
+    std::string reason;  ///< what is wrong with it, and what is allowed
 
     /// "pump.ini:12: [Heater] Limit = 21,5: is no number: the decimal sign is a point; allowed: 0 to 45 degC"
     std::string text() const;
@@ -73,10 +74,10 @@ struct KIV_API SettingsFault
 /// What the last read() has changed.
 struct SettingsChange
 {
-    std::string section;
-    std::string key;
-    std::string before;
-    std::string after;
+    std::string section; ///< where it stands
+    std::string key;     ///< its name
+    std::string before;  ///< as text; empty if it was not there
+    std::string after;   ///< the same
 };
 
 /// One setting, to be described further.

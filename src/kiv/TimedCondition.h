@@ -40,7 +40,9 @@ public:
         return true;
     }
 
+    /// Ends the wait of one that waits.
     void wakeOne();
+    /// Ends the waits of all.
     void wakeAll();
 
 private:

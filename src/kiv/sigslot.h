@@ -102,9 +102,11 @@ template<class Call, class Arg>
 class callable_receiver final : public has_slots<>, public std::enable_shared_from_this<callable_receiver<Call, Arg>>
 {
 public:
+    /// Takes over what is called.
     explicit callable_receiver(Call&& connected) : function(std::move(connected)) {}
     ~callable_receiver() override { disconnect_all(); }
 
+    /// Calls it.
     void receive(Arg arg)
     {
         const auto kept = this->shared_from_this(); // it may be disconnected by what it calls
