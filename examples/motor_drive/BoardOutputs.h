@@ -2,7 +2,6 @@
 #ifndef KIV_MOTOR_DRIVE_BOARDOUTPUTS_H
 #define KIV_MOTOR_DRIVE_BOARDOUTPUTS_H
 
-#include <atomic>
 #include <memory>
 #include <optional>
 
@@ -24,7 +23,7 @@ public:
     void setSpeed(int rpm) override;
     void setFaultLamp(bool isOn) override;
 
-    /// As set last, for any thread.
+    /// As set last.
     int lastSpeed() const { return speed; }
 
 private:
@@ -36,7 +35,7 @@ private:
 
     static constexpr unsigned period_ns = 60000;
 
-    std::atomic<int> speed{0};
+    int speed = 0;
     std::unique_ptr<Kiv::CLinuxIoPin> contactor;
     std::unique_ptr<Kiv::CLinuxIoPin> faultLamp;
     std::optional<CMotor> motor;

@@ -4,6 +4,7 @@
 //   motor_drive FILE                       commands from a file, one in a line
 //   motor_drive --diagram mermaid|dot|plantuml
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -24,6 +25,8 @@ namespace
 {
 
 using DriveQueue = Kiv::CEventQueue<DriveMachine::AnyEvent, 16>;
+
+constexpr std::chrono::seconds patience(10); // with a drive that does not listen, or does not get there
 
 constexpr const char* demonstration = R"(on
 enable
@@ -48,8 +51,9 @@ reset
 class COperator : public Kiv::CThread
 {
 public:
-    COperator(std::istream& commandStream, DriveQueue& eventQueue, const CBoardOutputs& board)
-        : CThread("operator"), commands(commandStream), queue(eventQueue), outputs(board)
+    /// Reads the drive's speed from `driveSpeed`, which changes between events only.
+    COperator(std::istream& commandStream, DriveQueue& eventQueue, const std::atomic<int>& driveSpeed)
+        : CThread("operator"), commands(commandStream), queue(eventQueue), speed(driveSpeed)
     {}
 
     ~COperator() override
@@ -100,19 +104,22 @@ private:
 
     void tell(const DriveMachine::AnyEvent& event)
     {
-        if (!queue.post(event, 1000))
+        if (!queue.post(event, Kiv::CDeadline::in(patience)))
             std::fputs("the drive does not listen\n", stderr);
     }
 
     void waitFor(int rpm)
     {
-        while (isActive() && outputs.lastSpeed() != rpm)
+        const auto end = Kiv::CDeadline::in(patience);
+        while (isActive() && speed != rpm && !end.isExpired())
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        if (isActive() && speed != rpm)
+            std::fprintf(stderr, "the drive does not get to %d rpm\n", rpm);
     }
 
     std::istream& commands;
     DriveQueue& queue;
-    const CBoardOutputs& outputs;
+    const std::atomic<int>& speed;
 };
 
 void run(CBoardOutputs& outputs, std::istream& commands)
@@ -121,7 +128,8 @@ void run(CBoardOutputs& outputs, std::istream& commands)
     DriveQueue queue;
     Kiv::CAlarmTimer ticker(2);
     ticker.setAlarmCallback([&queue] { return queue.post(Tick()), true; }); // a full queue may lose one
-    COperator boss(commands, queue, outputs);
+    std::atomic<int> speed{0};
+    COperator boss(commands, queue, speed);
 
     drive.start();
     ticker.start();
@@ -135,6 +143,7 @@ void run(CBoardOutputs& outputs, std::istream& commands)
         shown = drive.state();
         if (queue.take(event, 100))
             drive.handle(event);
+        speed = outputs.lastSpeed(); // not in the middle of an event: a quick stop lets the motor go for a moment
     } while (drive.state() != shown || !queue.isClosed() || queue.pending() > 0);
     ticker.stop();
     drive.stop();
