@@ -6,12 +6,10 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <new>
 #include <stdexcept>
-#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -144,57 +142,6 @@ public:
 
 private:
     int ends[2] = {-1, -1};
-};
-
-class CSender
-{
-public:
-    explicit CSender(const Plan& ofPlan) : plan(ofPlan), dice(~ofPlan.seed) {}
-
-    void run()
-    {
-        for (unsigned pulses = plan.pulses ? 1 + dice.below(4) : 0; pulses > 0; --pulses)
-        {
-            send(SIGSTOP, dice.below(20));
-            send(SIGCONT, 5 + dice.below(dice.onceIn(3) ? 400 : 40));
-        }
-        if (plan.cause == CauseSignal || plan.meanwhile)
-            send(plan.signal, dice.below(plan.meanwhile ? 40 : 20));
-        if (plan.twice)
-            send(plan.signal, dice.below(5));
-    }
-
-private:
-    void send(int signal, unsigned afterMsecs)
-    {
-        usleep(afterMsecs * 1000);
-        if (getppid() != target)
-            _exit(0);
-        const bool isForAThread = signal != SIGSTOP && signal != SIGCONT && dice.onceIn(2);
-        if (!isForAThread || syscall(SYS_tgkill, target, listeningThread(signal), signal) != 0)
-            kill(target, signal);
-    }
-
-    /// Any thread that does not block the signal, -1 if the first one that is looked at does.
-    pid_t listeningThread(int signal)
-    {
-        std::vector<std::filesystem::path> threads;
-        std::error_code gone;
-        for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(target) + "/task", gone))
-            threads.push_back(entry.path());
-        if (threads.empty())
-            return -1;
-        const std::filesystem::path& thread = threads[dice.below(static_cast<unsigned>(threads.size()))];
-        std::ifstream status(thread / "status");
-        for (std::string line; std::getline(status, line);)
-            if (line.rfind("SigBlk:", 0) == 0 && (std::stoull(line.substr(7), nullptr, 16) >> (signal - 1) & 1U) == 0)
-                return std::stoi(thread.filename());
-        return -1;
-    }
-
-    const Plan& plan;
-    CDice dice;
-    const pid_t target = getppid();
 };
 
 // ---- the end
@@ -392,13 +339,6 @@ void becomeInit(const Plan& plan, const std::string& directory)
 }
 
 } // namespace
-
-void sendSignals(const Plan& plan)
-{
-    char go = 0;
-    if (read(STDIN_FILENO, &go, 1) == 1)
-        CSender(plan).run();
-}
 
 int runChild(const Plan& plan, const std::string& directory)
 {

@@ -80,6 +80,13 @@ std::array<std::string, 3> sanitizerOptions(const std::string& directory)
             "TSAN_OPTIONS=" + common + "atexit_sleep_ms=0:report_signal_unsafe=0:report_thread_leaks=0"};
 }
 
+/// What starts this process in the background has it ignore what a user types.
+void listenToAllSignals()
+{
+    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM})
+        std::signal(signal, SIG_DFL);
+}
+
 /// In a session of its own, with both streams into `output`; no core is written.
 pid_t startChild(const Plan& plan, const std::string& directory, int output)
 {
@@ -96,6 +103,7 @@ pid_t startChild(const Plan& plan, const std::string& directory, int output)
     const pid_t pid = fork();
     if (pid != 0)
         return pid;
+    listenToAllSignals();
     setsid(); // a stopped group of the same session would be sent SIGHUP when this process ends
     const rlimit none{0, 0};
     setrlimit(RLIMIT_CORE, &none);
@@ -173,7 +181,7 @@ std::string faultOf(const Plan& plan, const Run& run, const fs::path& directory)
     const std::string report = contentsOf(directory / "crash");
     const bool isDue = signal != 0 && meetsCrashReport(plan, signal);
     if (isDue != (report.find("=== end ===") != std::string::npos))
-        return isDue ? "no complete crash report" : "false crash report\n" + report.substr(0, 3000);
+        return (isDue ? "no complete crash report\n" : "false crash report\n") + report.substr(0, 3000);
     return "";
 }
 
