@@ -13,6 +13,7 @@
 #define SI_NO_CONVERSION // bytes as they are, as the others take them
 #include <SimpleIni.h>
 #include <glib.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include "allocations.h"
@@ -128,6 +129,18 @@ void countBytes(benchmark::State& state) { state.SetBytesProcessed(state.iterati
 
 void countReads(benchmark::State& state) { state.SetItemsProcessed(state.iterations() * readTotal); }
 
+std::size_t heapInUse()
+{
+    const struct mallinfo2 heap = mallinfo2();
+    return heap.uordblks + heap.hblkhd;
+}
+
+/// What a loaded file takes, in sizes of the file.
+void countHeap(benchmark::State& state, std::size_t before)
+{
+    state.counters["heap_of_file"] = static_cast<double>(heapInUse() - before) / static_cast<double>(scratch().bytes());
+}
+
 void check(benchmark::State& state, bool done)
 {
     if (!done)
@@ -146,6 +159,10 @@ void loadKiv(benchmark::State& state)
     for (auto _ : state)
         load();
     countBytes(state);
+    const std::size_t before = heapInUse();
+    Kiv::CIniFile ini(scratch().input());
+    check(state, ini.load() == 0);
+    countHeap(state, before);
 }
 
 void loadKeyFile(benchmark::State& state)
@@ -157,6 +174,10 @@ void loadKeyFile(benchmark::State& state)
         check(state, ini.load());
     }
     countBytes(state);
+    const std::size_t before = heapInUse();
+    SKeyFile ini;
+    check(state, ini.load());
+    countHeap(state, before);
 }
 
 void loadSimpleIni(benchmark::State& state)
@@ -169,6 +190,10 @@ void loadSimpleIni(benchmark::State& state)
     for (auto _ : state)
         load();
     countBytes(state);
+    const std::size_t before = heapInUse();
+    SSimpleIni ini;
+    check(state, ini.load());
+    countHeap(state, before);
 }
 
 // ---- 10,000 reads

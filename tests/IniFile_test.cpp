@@ -1,10 +1,14 @@
 #include <kiv/IniFile.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <random>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -14,6 +18,7 @@
 
 #include <gmock/gmock.h>
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -27,6 +32,26 @@ using Kiv::CIniFile;
 using Kiv::CIniFileKey;
 using Kiv::CIniFileSection;
 using namespace std::string_literals;
+
+namespace
+{
+
+/// So many bytes more can be read, in pieces of at most a third; then the medium fails.
+thread_local std::size_t readable = SIZE_MAX;
+
+} // namespace
+
+extern "C" ssize_t read(int file, void* bytes, std::size_t size)
+{
+    static const auto original = reinterpret_cast<ssize_t (*)(int, void*, std::size_t)>(dlsym(RTLD_NEXT, "read"));
+    if (readable == SIZE_MAX)
+        return original(file, bytes, size);
+    if (readable == 0)
+        return errno = EIO, -1;
+    const ssize_t got = original(file, bytes, std::min(size, readable / 3 + 1));
+    readable -= static_cast<std::size_t>(std::max<ssize_t>(got, 0));
+    return got;
+}
 
 namespace
 {
@@ -105,6 +130,8 @@ TEST_F(IniFile, ComesBackInItsOneFormAndStaysSo)
         {"a key before any section passes its comment on", "; c\nk=v\n[S]\n", "; c\n[S]\n\n\n"},
         {"no line break at the end", "[S]\nk=v", "[S]\nk=v\n\n\n"},
         {"names given twice", "[S]\na=1\na=2\n[T]\n[S]\nb=3\n", "[S]\na=1\na=2\n\n[T]\n\n[S]\nb=3\n\n\n"},
+        {"pieces that move together", "[A]\n  ;1\n \n ;2\nno key\n\tk\t= \tv\t\n;3\r\nx\n [B]y\t\nl =\r\n m=1",
+         "[A]\n;1\n;2\nk=v\n\n;3\r\n[By]\nl=\nm=1\n\n\n"},
         {"NUL bytes", "; c\0c\n[S\0]\nk\0=\0v\0\n"s, "; c\0c\n[S\0]\nk\0=\0v\0\n\n\n"s},
         {"bytes above 127", "[\xC3\xA4]\n\xFF=\xA0\n", "[\xC3\xA4]\n\xFF=\xA0\n\n\n"},
     };
@@ -168,6 +195,39 @@ TEST_F(IniFile, SecondLoadAppendsAndClearKeepsTheCommentAtTheEnd)
     EXPECT_FALSE(ini.existsSection("S"));
     EXPECT_EQ(ini.updateFile(), 0u);
     EXPECT_EQ(bytes(), "; end\n\n");
+}
+
+TEST_F(IniFile, KeysBeforeTheFirstSectionOfASecondFileGoToTheLastOne)
+{
+    write("early=0\n[S]\nk=v\n");
+    for (const bool isAskedFor : {false, true})
+    {
+        CIniFile ini(path);
+        ini.load();
+        EXPECT_EQ(isAskedFor && ini.existsKey("S", "early"), false);
+        ini.load();
+        EXPECT_EQ(value(ini, "S", "early"), "0");
+        EXPECT_EQ(ini.updateFile(), 0u);
+        EXPECT_EQ(bytes(), "[S]\nk=v\nearly=0\n\n[S]\nk=v\n\n\n");
+        write("early=0\n[S]\nk=v\n");
+    }
+}
+
+TEST_F(IniFile, ReadErrorKeepsTheLinesBeforeIt)
+{
+    const std::string text = "; of S\n[S]\nk=v\n; waits\nlost=1\n";
+    write(text);
+    CIniFile ini(path);
+    readable = text.size() - 2;
+    const ErrCode code = ini.load();
+    readable = SIZE_MAX;
+    EXPECT_EQ(code, ioError);
+    EXPECT_EQ(ini.updateFile(), 0u);
+    EXPECT_EQ(bytes(), "; of S\n[S]\nk=v\n\n; waits\n\n");
+    readable = 1000; // enough, piece by piece
+    EXPECT_EQ(ini.load(), 0u);
+    readable = SIZE_MAX;
+    EXPECT_EQ(ini.sectionCount(), 2);
 }
 
 TEST_F(IniFile, FailuresAreToldAndLeaveNoFileOpen)
@@ -361,6 +421,91 @@ TEST_F(IniFile, LookupsAgreeWithThePlainListWhateverCameAndWent)
     ASSERT_EQ(ini.sectionCount(), list.size());
     for (std::size_t i = 0; i < list.size(); ++i)
         ASSERT_EQ(ini.sectionName(static_cast<unsigned short>(i)), list[i].first);
+}
+
+/// The keys of a section in two plain lists.
+struct PlainKeys
+{
+    struct SKey
+    {
+        std::string name;
+        std::string value;
+        CIniFileKey* found;
+    };
+
+    /// Lookups reach the first of a name, deleted or not; null if there is none.
+    SKey* find(const std::string& name)
+    {
+        const auto has = [&](const auto& each) { return each->name == name; };
+        const auto first = std::find_if(all.begin(), all.end(), has);
+        return first == all.end() ? nullptr : first->get();
+    }
+    void add(const std::string& name, const std::string& text)
+    {
+        all.push_back(std::make_unique<SKey>(SKey{name, text, nullptr}));
+        list.push_back(all.back().get());
+    }
+    void remove(const SKey* key) { list.erase(std::remove(list.begin(), list.end(), key), list.end()); }
+
+    std::vector<std::unique_ptr<SKey>> all;
+    std::vector<SKey*> list;
+};
+
+/// One of the ways to use keys of this name, with both.
+void use(CIniFile& ini, PlainKeys& keys, const std::string& name, unsigned way)
+{
+    PlainKeys::SKey* const first = keys.find(name);
+    ASSERT_EQ(value(ini, "S", name), first ? first->value : "(default)");
+    if (way == 0)
+    {
+        ini.findSection("S")->addKey(name, "added", "");
+        keys.add(name, "added");
+    }
+    else if (way == 1)
+    {
+        ini.deleteKey("S", name);
+        keys.remove(first);
+    }
+    else if (way == 2)
+    {
+        ini.writeString("S", name, "written");
+        first ? void(first->value = "written") : keys.add(name, "written");
+    }
+    else if (CIniFileKey* const found = ini.findKey("S", name))
+    {
+        ASSERT_TRUE(!first->found || first->found == found) << "a pointer stays";
+        first->found = found;
+        ASSERT_EQ(found->value(), first->value);
+    }
+}
+
+TEST_F(IniFile, KeysAgreeWithThePlainListWhereverTheyComeFrom)
+{
+    std::mt19937 random(2);
+    for (int round = 0; round < 50; ++round)
+    {
+        PlainKeys keys;
+        std::string text = "[S]\n";
+        for (int i = 0; i < 30; ++i)
+        {
+            keys.add(std::to_string(random() % 40), std::to_string(i));
+            text += "  ; comment\n \n" + keys.list.back()->name + " =\t" + keys.list.back()->value + " \n";
+        }
+        write(text);
+        CIniFile ini(path);
+        ASSERT_EQ(ini.load(), 0u);
+        for (int step = 0; step < 100; ++step)
+            ASSERT_NO_FATAL_FAILURE(use(ini, keys, std::to_string(random() % 40), random() % 4));
+
+        std::string written;
+        ASSERT_EQ(ini.updateFile(), 0u);
+        for (std::size_t i = 0; i < keys.list.size(); ++i)
+        {
+            written += keys.list[i]->name + "=" + keys.list[i]->value + "\n";
+            ASSERT_EQ(ini.keyName("S", static_cast<unsigned short>(i)), keys.list[i]->name);
+        }
+        ASSERT_EQ(std::regex_replace(bytes(), std::regex("; comment\n"), ""), "[S]\n" + written + "\n\n");
+    }
 }
 
 TEST_F(IniFile, MoreThan65535SectionsWrapTheCountOnly)

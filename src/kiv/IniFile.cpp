@@ -1,16 +1,16 @@
 #include <kiv/IniFile.h>
 
 #include <chrono>
+#include <deque>
 #include <mutex>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include <kiv/Mutex.h>
 
 #include "kiv/files/FileUpdate.h"
-#include "kiv/files/LineReader.h"
-#include "kiv/files/NamedList.h"
+#include "kiv/files/IniModel.h"
+#include "kiv/files/IniParser.h"
 
 namespace Kiv
 {
@@ -45,21 +45,13 @@ private:
 };
 
 /// Deleted keys stay until the process ends: lookups and callers' pointers still reach them.
-void keepForGood(std::unique_ptr<CIniFileKey> key)
+CIniKeyEntry& keepForGood(CIniKeyEntry key)
 {
     static CMutex& lock = *new CMutex;
-    static auto& kept = *new std::vector<std::unique_ptr<CIniFileKey>>;
+    static auto& kept = *new std::deque<CIniKeyEntry>;
+    key.object(); // the text that it stands in goes with the model
     const std::lock_guard<CMutex> guard(lock);
-    kept.push_back(std::move(key));
-}
-
-void append(std::string& output, const CIniFileKey& key)
-{
-    output += key.comment();
-    output += key.getKeyName();
-    output += '=';
-    output += key.value();
-    output += '\n';
+    return kept.emplace_back(std::move(key));
 }
 
 /// Sets of a few characters are searched faster so than by the library's calls.
@@ -115,30 +107,14 @@ int CIniFileKey::writeToFile(std::FILE* file)
 
 // ---- section
 
-static std::string_view nameOf(const CIniFileKey& key) { return key.getKeyName(); }
-
-class CIniFileSectionPrivate
-{
-public:
-    CIniFileSectionPrivate(const std::string& sectionName, const std::string& sectionComment)
-        : name(sectionName), comment(sectionComment)
-    {}
-
-    void appendTo(std::string& output) const;
-
-    std::string name;
-    std::string comment;
-    CNamedList<CIniFileKey> keys;
-};
-
 void CIniFileSectionPrivate::appendTo(std::string& output) const
 {
     output += comment;
     output += '[';
     output += name;
     output += "]\n";
-    for (const auto& key : keys.items())
-        append(output, *key);
+    for (const CIniKeyEntry& key : keys.entries())
+        key.appendTo(output);
     output += '\n';
 }
 
@@ -150,23 +126,23 @@ CIniFileSection::~CIniFileSection() = default;
 
 const std::string& CIniFileSection::sectionName() const { return d->name; }
 
-CIniFileKey* CIniFileSection::findKey(const std::string& name) const { return d->keys.find(name); }
+CIniFileKey* CIniFileSection::findKey(const std::string& name) const
+{
+    CIniKeyEntry* const found = d->keys.find(name);
+    return found ? &found->object() : nullptr;
+}
 
-bool CIniFileSection::containsKey(const std::string& name) const { return findKey(name) != nullptr; }
+bool CIniFileSection::containsKey(const std::string& name) const { return d->keys.find(name) != nullptr; }
 
 int CIniFileSection::addKey(const std::string& name, const std::string& value, const std::string& comment)
 {
-    d->keys.append(std::make_unique<CIniFileKey>(name, value, comment));
+    d->keys.append(CIniKeyEntry(std::make_unique<CIniFileKey>(name, value, comment)));
     return 0;
 }
 
 int CIniFileSection::removeKey(const std::string& name)
 {
-    if (const CIniFileKey* key = findKey(name))
-    {
-        if (std::unique_ptr<CIniFileKey> detached = d->keys.detach(key))
-            keepForGood(std::move(detached));
-    }
+    d->keys.detach(name, keepForGood);
     return 0;
 }
 
@@ -181,72 +157,17 @@ int CIniFileSection::writeToFile(std::FILE* file)
 
 // ---- file
 
-static std::string_view nameOf(const CIniFileSection& section) { return section.sectionName(); }
-
-class CIniFilePrivate
+const CIniKeyEntry* CIniFilePrivate::find(const std::string& section, const std::string& key)
 {
-public:
-    explicit CIniFilePrivate(const std::string& filePath) : path(filePath) {}
-
-    void parse(std::string& line);
-    std::string text() const;
-
-    const std::string path;
-    std::string pendingComment;    ///< waits for a section or key; after load() what stands at the end of the file
-    CLineReader* reader = nullptr; ///< of the load() under way
-    CFileStamp onDisk;             ///< the file as load() found it or updateFile() left it
-    CNamedList<CIniFileSection> sections;
-
-private:
-    void parseSection(std::string& line);
-    void parseKey(std::string& line);
-
-    std::string value; ///< scratch of parseKey(): keeps its memory from line to line
-};
-
-void CIniFilePrivate::parse(std::string& line)
-{
-    TrimLeft(line, WhiteSpace);
-    if (line.empty())
-        return;
-    if (line[0] == ';' || line[0] == '#')
-    {
-        pendingComment += line;
-        return;
-    }
-    TrimRight(line, WhiteSpace);
-    if (line[0] == '[')
-        parseSection(line);
-    else
-        parseKey(line);
-}
-
-void CIniFilePrivate::parseSection(std::string& line)
-{
-    line.erase(0, 1);
-    line.erase(line.rfind(']'), 1); // throws std::out_of_range when there is none
-    sections.append(std::make_unique<CIniFileSection>(line, pendingComment));
-    pendingComment.clear();
-}
-
-void CIniFilePrivate::parseKey(std::string& line)
-{
-    const std::size_t equals = line.find('=');
-    if (equals == std::string::npos || sections.size() == 0)
-        return;
-    value.assign(line, equals + 1);
-    TrimLeft(value, WhiteSpace);
-    line.erase(equals);
-    TrimRight(line, WhiteSpace);
-    sections.at(sections.size() - 1).addKey(line, value, pendingComment);
-    pendingComment.clear();
+    CIniSectionEntry* const found = sections.find(section);
+    return found ? found->object().d->keys.find(key) : nullptr;
 }
 
 std::string CIniFilePrivate::text() const
 {
     std::string all;
-    for (const auto& section : sections.items())
-        section->d->appendTo(all);
+    for (const CIniSectionEntry& section : sections.entries())
+        section.appendTo(all);
     all += pendingComment;
     all += '\n';
     return all;
@@ -262,17 +183,14 @@ ErrCode CIniFile::load()
     d->onDisk = reader.stamp();
     if (!reader.isOpen())
         return negated(codeNoSuchEntity);
-    d->pendingComment.clear();
+    reader.readAll(d->onDisk.size());
+    d->texts.push_back(reader.takeText());
     const CScopedValue<CLineReader*> current(d->reader, &reader);
-    std::string line;
-    while (!reader.atEnd())
-    {
-        // Its own public function: what reads a line here is what an application reads it with.
-        if (const ErrCode code = readLine(line))
-            return code;
-        d->parse(line);
-    }
-    return 0;
+    CIniParser parser(d->sections, d->pendingComment);
+    for (TextRange line = reader.read(); line.begin != line.end; line = reader.read())
+        parser.parse(line);
+    parser.finish();
+    return reader.hasFailed() ? negated(codeIoError) : 0;
 }
 
 ErrCode CIniFile::updateFile()
@@ -290,33 +208,44 @@ bool CIniFile::changedOnDisk() const { return d->onDisk != CFileStamp::of(d->pat
 
 ErrCode CIniFile::readLine(std::string& line)
 {
-    if (d->reader && d->reader->read(line))
-        return 0;
-    return negated(codeIoError);
+    if (!d->reader)
+        return negated(codeIoError);
+    const TextRange next = d->reader->read();
+    line.assign(next.begin, next.end);
+    return line.empty() && d->reader->hasFailed() ? negated(codeIoError) : 0;
 }
 
-void CIniFile::clear() { d->sections.clear(); }
+void CIniFile::clear()
+{
+    d->sections.clear();
+    d->texts.clear();
+}
 
 CIniFileSection* CIniFile::addSection(const std::string& name, const std::string& comment)
 {
-    d->sections.append(std::make_unique<CIniFileSection>(name, comment));
-    return &d->sections.at(d->sections.size() - 1);
+    auto section = std::make_unique<CIniFileSection>(name, comment);
+    CIniFileSection* const added = section.get();
+    d->sections.append(CIniSectionEntry(std::move(section)));
+    return added;
 }
 
 int CIniFile::eraseSection(const std::string& name)
 {
-    if (const CIniFileSection* section = findSection(name))
-        d->sections.remove(section);
+    d->sections.remove(name);
     return 0;
 }
 
-bool CIniFile::existsSection(const std::string& name) const { return findSection(name) != nullptr; }
+bool CIniFile::existsSection(const std::string& name) const { return d->sections.find(name) != nullptr; }
 
-CIniFileSection* CIniFile::findSection(const std::string& name) const { return d->sections.find(name); }
+CIniFileSection* CIniFile::findSection(const std::string& name) const
+{
+    CIniSectionEntry* const found = d->sections.find(name);
+    return found ? &found->object() : nullptr;
+}
 
 bool CIniFile::existsKey(const std::string& section, const std::string& key) const
 {
-    return findKey(section, key) != nullptr;
+    return d->find(section, key) != nullptr;
 }
 
 CIniFileKey* CIniFile::findKey(const std::string& section, const std::string& key) const
@@ -332,7 +261,7 @@ const std::string& CIniFile::sectionName(unsigned short index) const
     static const std::string emptyString;
     if (sectionCount() < index || index >= d->sections.size())
         return emptyString;
-    return d->sections.at(index).sectionName();
+    return d->sections.at(index).object().sectionName();
 }
 
 std::int32_t CIniFile::keyCountInSection(const std::string& section) const
@@ -347,7 +276,9 @@ const std::string& CIniFile::keyName(const std::string& section, unsigned short 
     const CIniFileSection* found = findSection(section);
     if (!found || index > found->d->keys.size())
         return emptyString;
-    return found->d->keys.items().at(index)->getKeyName();
+    if (index == found->d->keys.size())
+        static_cast<void>(found->d->keys.entries().at(index)); // throws
+    return found->d->keys.at(index).object().getKeyName();
 }
 
 int CIniFile::deleteKey(const std::string& section, const std::string& key)

@@ -16,6 +16,7 @@ namespace Kiv
 
 class CIniFileSectionPrivate;
 class CIniFilePrivate;
+class CIniSectionEntry;
 
 /// What the parser trims: blank, tab, line feed, carriage return.
 extern KIV_API const std::string WhiteSpace;
@@ -94,6 +95,7 @@ public:
 private:
     friend class CIniFile;
     friend class CIniFilePrivate;
+    friend class CIniSectionEntry;
     std::unique_ptr<CIniFileSectionPrivate> d;
 };
 
@@ -116,6 +118,9 @@ private:
 /// Pointers and references to sections and keys are good until the section is erased or the model cleared; deleted
 /// keys stay good until the process ends (see CIniFileSection). Programs that are started meanwhile do not inherit a
 /// file that is being read or written.
+///
+/// Memory: a loaded file stays as one block of text until clear() or the end of the model; with the places of its keys
+/// it takes less than twice the file. A key that findKey() returned has strings of its own.
 ///
 /// Threads: reentrant; one thread at a time for readers too, since the first lookup builds an index.
 /// Errors: a file operation returns 0 or a negated code, -2 as 0xFFFFFFFE. Reads return the caller's default for what

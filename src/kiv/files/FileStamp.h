@@ -2,6 +2,7 @@
 #ifndef KIV_FILESTAMP_H
 #define KIV_FILESTAMP_H
 
+#include <cstddef>
 #include <string>
 
 #include <sys/stat.h>
@@ -40,6 +41,9 @@ public:
                isSame(status.st_mtim, other.status.st_mtim) && isSame(status.st_ctim, other.status.st_ctim);
     }
     bool operator!=(const CFileStamp& other) const { return !(*this == other); }
+
+    /// In bytes; 0 for what has none.
+    std::size_t size() const { return status.st_size > 0 ? static_cast<std::size_t>(status.st_size) : 0; }
 
 private:
     bool isSameFile(const struct stat& other) const

@@ -7,6 +7,7 @@
 
 #include <kiv/string_utility.h>
 
+#include "kiv/files/IniModel.h"
 #include "kiv/time/TimeSource.h"
 #include "kiv/time/localtime.h"
 
@@ -80,9 +81,9 @@ bool scanInteger(const std::string& text, long& value)
 
 long CIniFile::readInteger(std::string section, std::string key, long defaultValue) const
 {
-    const CIniFileKey* found = findKey(section, key);
+    const CIniKeyEntry* found = d->find(section, key);
     long value = 0;
-    return found && scanInteger(found->text, value) ? value : defaultValue;
+    return found && scanInteger(std::string(found->value()), value) ? value : defaultValue;
 }
 
 bool CIniFile::readBool(std::string section, std::string key, bool defaultValue) const
@@ -92,9 +93,9 @@ bool CIniFile::readBool(std::string section, std::string key, bool defaultValue)
 
 double CIniFile::readFloat(std::string section, std::string key, double defaultValue) const
 {
-    const CIniFileKey* found = findKey(section, key);
+    const CIniKeyEntry* found = d->find(section, key);
     double value = 0;
-    return found && scan(found->text, "%lf", &value) == 1 ? value : defaultValue;
+    return found && scan(std::string(found->value()), "%lf", &value) == 1 ? value : defaultValue;
 }
 
 std::tm CIniFile::readDate(std::string section, std::string key, std::tm& defaultValue) const
@@ -103,8 +104,8 @@ std::tm CIniFile::readDate(std::string section, std::string key, std::tm& defaul
     int month = 0;
     int day = 0;
     int year = 0;
-    const CIniFileKey* found = findKey(section, key);
-    if (!found || scan(found->text, "%2d-%2d-%4d", &month, &day, &year) != 3)
+    const CIniKeyEntry* found = d->find(section, key);
+    if (!found || scan(std::string(found->value()), "%2d-%2d-%4d", &month, &day, &year) != 3)
         return result;
     result.tm_mon = month - 1;
     result.tm_mday = day;
@@ -118,8 +119,8 @@ std::tm CIniFile::readTime(std::string section, std::string key, std::tm& defaul
     int hour = 0;
     int minute = 0;
     char marker = 0;
-    const CIniFileKey* found = findKey(section, key);
-    if (!found || scan(found->text, "%2d:%2d%c", &hour, &minute, &marker) != 3)
+    const CIniKeyEntry* found = d->find(section, key);
+    if (!found || scan(std::string(found->value()), "%2d:%2d%c", &hour, &minute, &marker) != 3)
         return result;
     if (marker != 'A' && marker != 'P')
         return result;
@@ -131,18 +132,21 @@ std::tm CIniFile::readTime(std::string section, std::string key, std::tm& defaul
 void CIniFile::readString(const std::string& section, const std::string& key, const std::string& defaultValue,
                           std::string& result) const
 {
-    const CIniFileKey* found = findKey(section, key);
-    result = found ? found->text : defaultValue;
+    const CIniKeyEntry* found = d->find(section, key);
+    if (found)
+        result = found->value();
+    else
+        result = defaultValue;
 }
 
 int CIniFile::readBinaryData(const std::string& section, const std::string& key, unsigned char* buffer, int size) const
 {
-    const CIniFileKey* found = findKey(section, key);
-    if (!found || !buffer || size < 1 || found->text.size() % 2 != 0)
+    const CIniKeyEntry* found = d->find(section, key);
+    if (!found || !buffer || size < 1 || found->value().size() % 2 != 0)
         return 0;
     int stored = 0;
     bool isHigh = true;
-    for (const char character : found->text)
+    for (const char character : found->value())
     {
         const int digit = String::HexToInt(character);
         if (digit < 0)
